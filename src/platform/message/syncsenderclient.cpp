@@ -1,0 +1,3 @@
+#include "syncsenderclient.h"
+
+SyncSenderClient::~SyncSenderClient() = default;
