@@ -1,0 +1,38 @@
+#include "routerprocess.h"
+
+#include <QRegularExpression>
+
+RouterProcess::RouterProcess()
+    : ManagedProcess(QStringLiteral("clientmgr"))
+{}
+
+bool RouterProcess::start(const QStringList &extraArgs, int timeoutMs)
+{
+    m_host.clear();
+    m_port = 0;
+    if (!launch(QStringList{QStringLiteral("--port"), QStringLiteral("0")} + extraArgs)) {
+        return false;
+    }
+    const bool listening =
+        waitUntil([this] { return parseListeningLine() || !isRunning(); }, timeoutMs) &&
+        m_port != 0;
+    if (!listening) {
+        qWarning("clientmgr did not report its port; its standard error:\n%s",
+                 qPrintable(standardError()));
+        kill();
+    }
+    return listening;
+}
+
+bool RouterProcess::parseListeningLine()
+{
+    static const QRegularExpression line(QStringLiteral("^clientmgr: listening on (.+):(\\d+)$"),
+                                         QRegularExpression::MultilineOption);
+    const QRegularExpressionMatch match = line.match(standardError());
+    if (!match.hasMatch()) {
+        return false;
+    }
+    m_host = match.captured(1);
+    m_port = match.captured(2).toUShort();
+    return true;
+}
