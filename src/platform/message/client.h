@@ -43,11 +43,19 @@ public:
 private:
     bool writeAll(const std::string &bytes);
     bool fillBuffer();
+    // Ends the connection for both directions; the descriptor stays until closeSocket().
+    void markBroken();
+    // Closes the descriptor; only where no other thread can be using it any more.
+    void closeSocket();
+    void logError(const std::string &what) const;
 
     const std::string m_name;
     std::atomic<int> m_fd{-1};
-    std::mutex m_sendMutex;  // one frame at a time on the socket
+    std::atomic<bool> m_open{false}; // connected and not yet shut down
+    std::mutex m_sendMutex;          // one frame at a time on the socket
     std::mutex m_seqnMutex;
     std::uint32_t m_seqn = 0;
     std::string m_readBuffer; // touched only by the receiving thread
+    std::size_t m_readOffset = 0;
+    std::string m_peer; // host:port and description, for log lines
 };
