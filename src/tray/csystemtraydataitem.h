@@ -3,6 +3,7 @@
 #include "platform/messaging/messageeventhandler.h"
 
 #include <QByteArray>
+#include <QFont>
 #include <QString>
 
 class SyncSenderClient;
@@ -38,6 +39,23 @@ protected:
 
     SyncSenderClient *client() const { return m_client; }
     const QString &screenName() const { return m_screenName; }
+
+    // The usual acceptsMessage(): a notification from the control panel whose parameters
+    // begin with keyPrefix.
+    static bool acceptsNotification(const Message *message, const char *keyPrefix);
+    // For the items that take a key from any sender.
+    static bool paramsBeginWith(const Message *message, const char *prefix);
+
+    // The key and the value of a notification's parameter text (KEY,"value"), quotes removed.
+    struct KeyValue
+    {
+        QByteArray key;
+        QByteArray value;
+    };
+    static KeyValue readKeyValue(const Message *message);
+
+    // Every item's icon uses it for the text it draws.
+    static QFont iconFont();
 
 private:
     SyncSenderClient *m_client;
