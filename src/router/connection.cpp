@@ -1,0 +1,116 @@
+#include "router/connection.h"
+
+#include "platform/message/frame.h"
+#include "platform/message/message.h"
+
+#include <cerrno>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kReadChunk = 64 * 1024;
+// Consumed bytes at the front of a buffer are dropped once there are this many of them and
+// they make up more than half of it, so compaction stays cheap on average.
+constexpr std::size_t kCompactThreshold = 64 * 1024;
+
+void compact(std::string &buffer, std::size_t &offset)
+{
+    if (offset == buffer.size()) {
+        buffer.clear();
+        offset = 0;
+    } else if (offset >= kCompactThreshold && offset * 2 > buffer.size()) {
+        buffer.erase(0, offset);
+        offset = 0;
+    }
+}
+
+} // namespace
+
+Connection::Connection(std::uint64_t id, int fd, std::string peer)
+    : m_id(id)
+    , m_fd(fd)
+    , m_peer(std::move(peer))
+{}
+
+Connection::~Connection()
+{
+    close();
+}
+
+void Connection::close()
+{
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+    }
+    m_output.clear();
+    m_outputOffset = 0;
+}
+
+Connection::ReadStatus Connection::readAvailable(std::size_t maxBytes)
+{
+    std::size_t total = 0;
+    while (m_fd >= 0 && total < maxBytes) {
+        const std::size_t oldSize = m_input.size();
+        m_input.resize(oldSize + kReadChunk);
+        const ssize_t n = ::recv(m_fd, &m_input[oldSize], kReadChunk, 0);
+        m_input.resize(oldSize + (n > 0 ? static_cast<std::size_t>(n) : 0));
+        if (n > 0) {
+            total += static_cast<std::size_t>(n);
+            continue;
+        }
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+            return ReadStatus::Open;
+        return ReadStatus::Closed; // 0: orderly shutdown; otherwise a reset or another error
+    }
+    return m_fd >= 0 ? ReadStatus::Open : ReadStatus::Closed;
+}
+
+Connection::FrameStatus Connection::takeFrame(Message &message, std::string &error)
+{
+    const frame::DecodeResult result =
+        frame::decode(m_input.data() + m_inputOffset, m_input.size() - m_inputOffset, message);
+    switch (result.status) {
+    case frame::DecodeStatus::Complete:
+        m_inputOffset += result.consumed;
+        compact(m_input, m_inputOffset);
+        return FrameStatus::Complete;
+    case frame::DecodeStatus::NeedMore:
+        return FrameStatus::NeedMore;
+    case frame::DecodeStatus::Malformed:
+        error = result.error;
+        return FrameStatus::Malformed;
+    }
+    return FrameStatus::Malformed;
+}
+
+bool Connection::queueFrame(const std::string &bytes)
+{
+    if (m_fd < 0)
+        return false;
+    m_output.append(bytes);
+    return flush();
+}
+
+bool Connection::flush()
+{
+    while (m_fd >= 0 && queuedBytes() > 0) {
+        const ssize_t n = ::send(m_fd, m_output.data() + m_outputOffset, queuedBytes(),
+                                 MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n > 0) {
+            m_outputOffset += static_cast<std::size_t>(n);
+            continue;
+        }
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+            break;
+        return false;
+    }
+    compact(m_output, m_outputOffset);
+    return m_fd >= 0;
+}
