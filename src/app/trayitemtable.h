@@ -1,0 +1,25 @@
+#pragma once
+
+#include "app/instrumentconfiguration.h"
+
+#include <QObject>
+#include <QVector>
+
+class SyncSenderClient;
+
+namespace glyphd {
+
+class CSystemTrayDataItem;
+
+// One tray item the daemon may create: when, and how.
+struct TrayItemRow
+{
+    bool (*wanted)(const InstrumentConfiguration &configuration);
+    CSystemTrayDataItem *(*create)(SyncSenderClient *client, QObject *application);
+};
+
+// Every item in creation order. The order is also the order in which the items are offered
+// messages (the first that accepts one gets it), initialised and added to the tray.
+const QVector<TrayItemRow> &trayItemTable();
+
+} // namespace glyphd
