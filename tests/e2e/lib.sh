@@ -1,0 +1,159 @@
+# Shared by the end-to-end test scripts: starting the router, the simulator and the daemon,
+# bounded waits, and failure reports with every process's log.
+#
+# GLYPHD_BIN_DIR (the build's bin directory) and GLYPHD_ICON_DIR (the rendered icons) come
+# from ctest; both default to build/e2e.
+
+E2E_DIR="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+E2E_ROOT="$(cd "$E2E_DIR/../.." && pwd)"
+# shellcheck source=../../scripts/desktop/session.sh
+source "$E2E_ROOT/scripts/desktop/session.sh"
+
+E2E_BIN="${GLYPHD_BIN_DIR:-$E2E_ROOT/build/e2e/bin}"
+E2E_ICONS="${GLYPHD_ICON_DIR:-$E2E_ROOT/build/e2e/resources/icons}"
+E2E_TRAYCTL=("$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/trayctl.py")
+E2E_PICTURE=("$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/picture.py")
+# Generous bounds: the machine is small and shared.
+E2E_WAIT=20
+
+e2e_log() { printf 'e2e: %s\n' "$*" >&2; }
+
+e2e_skip() {
+    e2e_log "SKIP: $*"
+    exit 77
+}
+
+# e2e_fail MESSAGE: reports, prints every log of the run, and fails the test (the EXIT trap
+# of the desktop stops what is still running).
+e2e_fail() {
+    e2e_log "FAIL: $*"
+    desktop_dump_logs
+    exit 1
+}
+
+# e2e_require PROGRAM...: skips the test when a program is missing (a bare name is looked up
+# in PATH, a path must be executable).
+e2e_require() {
+    local program
+    for program in "$@"; do
+        if [[ "$program" == */* ]]; then
+            [[ -x "$program" ]] || e2e_skip "$program is not built"
+        else
+            command -v "$program" >/dev/null || e2e_skip "$program is not installed"
+        fi
+    done
+    "$DESKTOP_PYTHON" -c 'import dbus, gi' 2>/dev/null ||
+        e2e_skip "$DESKTOP_PYTHON lacks python3-dbus or python3-gi"
+}
+
+# e2e_wait SECONDS DESCRIPTION COMMAND...: polls until COMMAND succeeds or fails the test.
+e2e_wait() {
+    desktop_wait_for "$@" || e2e_fail "no $2 within $1 s"
+}
+
+# e2e_expect DESCRIPTION COMMAND...: COMMAND must succeed now.
+e2e_expect() {
+    local what="$1"
+    shift
+    "$@" || e2e_fail "$what"
+}
+
+e2e_log_has() { grep -q -- "$2" "$DESKTOP_DIR/logs/$1.log"; }
+
+# --- router and simulator --------------------------------------------------------------------
+
+e2e_start_router() {
+    desktop_spawn router "$E2E_BIN/clientmgr" --host 127.0.0.1 --port 0
+    e2e_wait "$E2E_WAIT" "router" e2e_log_has router 'clientmgr: listening on'
+    E2E_PORT="$(sed -n 's/.*clientmgr: listening on .*:\([0-9]*\).*/\1/p' \
+        "$DESKTOP_DIR/logs/router.log" | head -n 1)"
+    [[ -n "$E2E_PORT" ]] || e2e_fail "no port in the router's output"
+}
+
+# e2e_start_simulator [ARGS...]: the simulator with its standard input on a pipe for e2e_sim.
+e2e_start_simulator() {
+    mkfifo "$DESKTOP_DIR/sim.in"
+    # Read-write, so that opening does not wait for the reader and the pipe stays open.
+    exec {E2E_SIM_FD}<>"$DESKTOP_DIR/sim.in"
+    DESKTOP_STDIN="$DESKTOP_DIR/sim.in" desktop_spawn sim "$E2E_BIN/instrument-sim" \
+        --host 127.0.0.1 --port "$E2E_PORT" "$@"
+    e2e_wait "$E2E_WAIT" "simulator ready" e2e_sim_saw event=ready
+}
+
+# e2e_sim COMMAND...: one line to the simulator.
+e2e_sim() { printf '%s\n' "$*" >&"$E2E_SIM_FD"; }
+
+# e2e_sim_saw FIELD=VALUE...: the simulator printed such an event.
+e2e_sim_saw() {
+    "$DESKTOP_PYTHON" "$E2E_DIR/simevents.py" "$DESKTOP_DIR/logs/sim.log" "$@"
+}
+
+# --- the daemon -------------------------------------------------------------------------------
+
+# e2e_start_glyphd QPA_PLATFORM: the daemon in the foreground of its own process, on the
+# test's router.
+e2e_start_glyphd() {
+    desktop_spawn glyphd env QT_QPA_PLATFORM="$1" "$E2E_BIN/glyphd" --no-daemon \
+        --host 127.0.0.1 --port "$E2E_PORT"
+}
+
+# The daemon is up once it has asked the control panel for the VNC value.
+e2e_wait_glyphd_initialized() {
+    e2e_wait "$E2E_WAIT" "VNC value request from glyphd" \
+        e2e_sim_saw event=recv from=glyphd command=get params=VNC_USERS
+    desktop_is_running glyphd || e2e_fail "glyphd ended early"
+}
+
+# e2e_set_vnc_users N: the control panel reports N remote users.
+e2e_set_vnc_users() {
+    e2e_sim "set VNC_USERS $1"
+    e2e_wait "$E2E_WAIT" "VNC_USERS $1 notification sent" \
+        e2e_sim_saw event=sent command=notify "params=VNC_USERS,\"$1\""
+}
+
+# e2e_vnc_item: waits for the VNC item and sets E2E_ITEM to it.
+e2e_vnc_item() {
+    E2E_ITEM="$("${E2E_TRAYCTL[@]}" find --tooltip VNC --timeout "$E2E_WAIT")" ||
+        e2e_fail "no tray item with the tooltip VNC within $E2E_WAIT s"
+    E2E_ITEM="${E2E_ITEM%%$'\n'*}"
+}
+
+# e2e_expect_vnc_picture PNG: the item shows that picture (its IconPixmap, pixel for pixel).
+# The picture changes after the notification, so this waits for it.
+e2e_expect_vnc_picture() {
+    e2e_vnc_item
+    desktop_wait_for "$E2E_WAIT" "the picture $1" \
+        "${E2E_TRAYCTL[@]}" match-pixmap "$E2E_ITEM" "$E2E_ICONS/$1" ||
+        {
+            "${E2E_TRAYCTL[@]}" items >&2
+            "${E2E_TRAYCTL[@]}" match-pixmap "$E2E_ITEM" "$E2E_ICONS/$1"
+            e2e_fail "the VNC item does not show $1"
+        }
+}
+
+e2e_expect_no_vnc_item() {
+    "${E2E_TRAYCTL[@]}" find --tooltip VNC --absent --timeout "$E2E_WAIT" >/dev/null || {
+        "${E2E_TRAYCTL[@]}" items >&2
+        e2e_fail "the VNC item is still registered"
+    }
+}
+
+e2e_expect_vnc_properties() {
+    local info
+    info="$("${E2E_TRAYCTL[@]}" items | grep -F "\"item\": \"$E2E_ITEM\"")"
+    [[ "$info" == *'"status": "Active"'* ]] || e2e_fail "VNC item not Active: $info"
+}
+
+# e2e_expect_router_death_ends_glyphd: the router goes away; the daemon must end with 1.
+e2e_expect_router_death_ends_glyphd() {
+    desktop_is_running glyphd || e2e_fail "glyphd is not running before the router is killed"
+    kill -KILL "$(desktop_pid router)"
+    desktop_wait_exit glyphd "$E2E_WAIT" || e2e_fail "glyphd still runs $E2E_WAIT s after the router died"
+    [[ "$DESKTOP_STATUS" == 1 ]] || e2e_fail "glyphd exited with $DESKTOP_STATUS, not 1"
+}
+
+# e2e_expect_raise_remote: a tap on the VNC icon asked the home page for the REMOTE screen.
+e2e_expect_raise_remote() {
+    e2e_wait "$E2E_WAIT" "raise_screen REMOTE at homepage" \
+        e2e_sim_saw event=recv to=homepage from=glyphd command=raise_screen params=REMOTE
+}
