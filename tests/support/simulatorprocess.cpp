@@ -45,6 +45,19 @@ bool SimulatorProcess::command(const QString &line)
     return process().write(bytes) == bytes.size() && process().waitForBytesWritten(5000);
 }
 
+bool SimulatorProcess::sync(int timeoutMs)
+{
+    const QString marker = QStringLiteral("sync-%1").arg(++m_syncCount);
+    return command(QStringLiteral("echo ") + marker) &&
+           waitForEvent(
+               [&](const QJsonObject &event) {
+                   return event.value(QStringLiteral("event")).toString() ==
+                              QLatin1String("echo") &&
+                          event.value(QStringLiteral("text")).toString() == marker;
+               },
+               timeoutMs);
+}
+
 bool SimulatorProcess::waitForEvent(const EventPredicate &match, int timeoutMs, QJsonObject *out)
 {
     int index = -1;

@@ -26,8 +26,11 @@ public:
     // False when it does not come within timeoutMs or the simulator exits first.
     bool start(quint16 routerPort, const QStringList &extraArgs = {}, int timeoutMs = 10000);
 
-    // Writes one command line ("set VNC_USERS 2") to the simulator's standard input.
+    // Writes one command line ("set VNC_USERS 2") to the simulator's standard input. The
+    // simulator runs it soon after; sync() waits until it has.
     bool command(const QString &line);
+    // Waits until the simulator has run every command written so far (it echoes a marker).
+    bool sync(int timeoutMs = 5000);
 
     // Every event so far, in order of arrival. A line that is not a JSON object shows up as
     // {"event":"invalid-json","line":...}.
@@ -53,4 +56,5 @@ private:
     QByteArray m_pendingLine;
     QList<QJsonObject> m_events;
     QVector<bool> m_matched;
+    int m_syncCount = 0;
 };

@@ -32,7 +32,18 @@ bool EventOutput::sent(const Message &message, const std::function<bool()> &send
 
 void EventOutput::error(const std::string &text)
 {
-    const std::string line = R"({"event":"error","text":)" + jsonString(text) + "}";
+    textEvent("error", text);
+}
+
+void EventOutput::echo(const std::string &text)
+{
+    textEvent("echo", text);
+}
+
+void EventOutput::textEvent(const char *event, const std::string &text)
+{
+    const std::string line =
+        std::string(R"({"event":")") + event + R"(","text":)" + jsonString(text) + "}";
     std::lock_guard<std::mutex> lock(m_mutex);
     writeLine(line);
 }

@@ -21,8 +21,12 @@ public:
     // the line of a reply can never precede the line of its request. Returns send's result.
     bool sent(const Message &message, const std::function<bool()> &send);
     void error(const std::string &text);
+    // {"event":"echo","text":...}: tells whoever drives the simulator that every command
+    // before it has run.
+    void echo(const std::string &text);
 
 private:
+    void textEvent(const char *event, const std::string &text);
     static std::string messageLine(const char *event, const std::string &to,
                                    const Message &message);
     void writeLine(const std::string &line);

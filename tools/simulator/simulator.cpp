@@ -173,6 +173,8 @@ void Simulator::execute(const std::string &line)
         commandPage(words);
     } else if (command == "wait") {
         commandWait(words);
+    } else if (command == "echo") {
+        m_output.echo(words.rest());
     } else if (command == "quit") {
         m_quit.request(0);
     } else {
