@@ -18,7 +18,9 @@ constexpr std::size_t kMaxNameLength = 255;
 
 // Appends the frame of message to out. Returns false (and appends nothing) when the message
 // cannot be framed: source or destination longer than 255 bytes, command longer than 65535,
-// or a frame longer than the limit, or the fan-out flag on a message that is not a command.
+// a frame body outside kMinBodyLength..kMaxBodyLength (the fixed fields take 18 bytes, so the
+// four texts together need at least 2), or the fan-out flag on a message that is not a
+// command.
 bool encode(const Message &message, std::string &out);
 
 enum class DecodeStatus {
