@@ -24,9 +24,8 @@ MATCH_LIMIT = 0.08
 
 
 def magick(*args):
-    return subprocess.run(
-        args, check=True, capture_output=True, text=True
-    ).stdout.strip()
+    # ImageMagick warns on stderr about plain images; only the output counts.
+    return subprocess.run(args, check=True, capture_output=True, text=True).stdout.strip()
 
 
 def background(shot):
@@ -34,21 +33,21 @@ def background(shot):
 
 
 def bounding_box(image, colour=None):
-    """(x, y, w, h) of what differs from the border colour, or None for a plain image."""
+    """(x, y, w, h) of what differs from the border colour (the corner pixel unless COLOUR is
+    given), or None for a plain image."""
     args = ["convert", image]
     if colour:
         args += ["-bordercolor", colour, "-border", "1"]
-    args += ["-fuzz", "3%", "-trim", "-format", "%@", "info:"]
+    args += ["-fuzz", "3%", "-format", "%@", "info:"]
     geometry = magick(*args)
     found = re.fullmatch(r"(\d+)x(\d+)\+(-?\d+)\+(-?\d+)", geometry)
     if not found:
         return None
     w, h, x, y = (int(v) for v in found.groups())
+    if w == 0 or h == 0:
+        return None
     if colour:
         x, y = x - 1, y - 1
-    full_w, full_h = (int(v) for v in magick("identify", "-format", "%w %h", image).split())
-    if (w, h) == (full_w, full_h) or w <= 1 and h <= 1:
-        return None
     return x, y, w, h
 
 
@@ -69,7 +68,7 @@ def cmd_match(shot, png):
     with tempfile.TemporaryDirectory() as tmp:
         flat = os.path.join(tmp, "expected.png")
         magick("convert", png, "-background", bg, "-flatten", flat)
-        inner = bounding_box(flat)
+        inner = bounding_box(flat, bg)
         if inner is None:
             print("%s is blank" % png, file=sys.stderr)
             return 1

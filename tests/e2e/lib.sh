@@ -28,6 +28,9 @@ e2e_skip() {
 e2e_fail() {
     e2e_log "FAIL: $*"
     desktop_dump_logs
+    # Screenshots and logs stay for a look by hand.
+    DESKTOP_KEEP_DIR=1
+    e2e_log "files of this run kept in $DESKTOP_DIR"
     exit 1
 }
 
@@ -85,7 +88,7 @@ e2e_sim() { printf '%s\n' "$*" >&"$E2E_SIM_FD"; }
 
 # e2e_sim_saw FIELD=VALUE...: the simulator printed such an event.
 e2e_sim_saw() {
-    "$DESKTOP_PYTHON" "$E2E_DIR/simevents.py" "$DESKTOP_DIR/logs/sim.log" "$@"
+    "$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/simevents.py" "$DESKTOP_DIR/logs/sim.log" "$@"
 }
 
 # --- the daemon -------------------------------------------------------------------------------

@@ -1,0 +1,150 @@
+#!/usr/bin/env bash
+# Full desktop tier: the real router, simulator and daemon on headless sway with waybar (tray
+# only) and mako. The icon is checked on the bus (waybar's watcher) and on the screen (grim),
+# and clicked through sway's seat with a virtual pointer.
+#
+#   desktop.sh CASE      CASE: harness states click late-bar router-dies
+#
+# E2E_SCREENSHOT_DIR, when set, receives the screenshots of a passing "states" run.
+set -u
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
+setup() {
+    e2e_require dbus-daemon sway swaymsg waybar mako grim setpriv identify convert compare \
+        "$E2E_BIN/vpointer" "$@"
+    desktop_init
+    desktop_start_bus || e2e_fail "no session bus"
+    desktop_start_sway || e2e_fail "sway did not start"
+    desktop_start_mako || e2e_fail "mako did not start"
+    desktop_start_vpointer "$E2E_BIN/vpointer" || e2e_fail "no virtual pointer"
+}
+
+start_bar() {
+    desktop_start_waybar || e2e_fail "waybar did not start"
+}
+
+setup_daemon() {
+    setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd"
+    start_bar
+    e2e_start_router
+    e2e_start_simulator "$@"
+    e2e_start_glyphd wayland
+    e2e_wait_glyphd_initialized
+}
+
+# bar_shows PNG SHOT: the bar, grabbed into SHOT, shows that picture.
+bar_shows() {
+    desktop_grab_bar "$2" && "${E2E_PICTURE[@]}" match "$2" "$1" >/dev/null
+}
+
+bar_is_empty() {
+    desktop_grab_bar "$1" && ! "${E2E_PICTURE[@]}" locate "$1" >/dev/null
+}
+
+# expect_bar_shows PNG SHOT
+expect_bar_shows() {
+    desktop_wait_for "$E2E_WAIT" "$(basename "$1") in the bar" bar_shows "$1" "$2" || {
+        e2e_log "difference: $("${E2E_PICTURE[@]}" match "$2" "$1" 2>&1)"
+        e2e_fail "the bar does not show $(basename "$1") (screenshot kept in $2)"
+    }
+}
+
+expect_bar_empty() {
+    desktop_wait_for "$E2E_WAIT" "an empty bar" bar_is_empty "$1" ||
+        e2e_fail "the bar still shows an icon: $("${E2E_PICTURE[@]}" locate "$1")"
+}
+
+# click_icon SHOT: clicks the middle of what the bar shows.
+click_icon() {
+    local x y w h
+    read -r x y w h < <("${E2E_PICTURE[@]}" locate "$1") || e2e_fail "nothing to click in the bar"
+    desktop_click $((x + w / 2)) $((y + h / 2)) || e2e_fail "swaymsg could not click"
+}
+
+# Keeps a run's pictures for the documentation and for a look by hand.
+keep_screenshots() {
+    [[ -n "${E2E_SCREENSHOT_DIR:-}" ]] || return 0
+    mkdir -p "$E2E_SCREENSHOT_DIR" && cp "$@" "$E2E_SCREENSHOT_DIR/"
+}
+
+# The scripts alone, with a one-icon program: the bar shows its picture and a click reaches it.
+case_harness() {
+    setup "$E2E_BIN/trayprobe"
+    start_bar
+    local picture="$DESKTOP_DIR/probe.png"
+    convert -size 32x32 xc:'#ff8800' -fill '#0044ff' -draw 'rectangle 8,8 23,23' \
+        "PNG32:$picture"
+    bar_is_empty "$DESKTOP_DIR/empty.png" || e2e_fail "the bar is not empty before the probe"
+    desktop_spawn probe env QT_QPA_PLATFORM=wayland "$E2E_BIN/trayprobe" "$picture" probe
+    expect_bar_shows "$picture" "$DESKTOP_DIR/probe-shot.png"
+    # Another picture must not match: the comparison can fail.
+    convert -size 32x32 xc:'#0044ff' "PNG32:$DESKTOP_DIR/other.png"
+    "${E2E_PICTURE[@]}" match "$DESKTOP_DIR/probe-shot.png" "$DESKTOP_DIR/other.png" \
+        >/dev/null && e2e_fail "a different picture matched the bar"
+    click_icon "$DESKTOP_DIR/probe-shot.png"
+    e2e_wait "$E2E_WAIT" "probe activation by a click" e2e_log_has probe '^activated 3'
+}
+
+# One user, several users, nobody: on the bus and on the screen.
+case_states() {
+    setup_daemon
+    expect_bar_empty "$DESKTOP_DIR/bar-start.png"
+    e2e_set_vnc_users 1
+    e2e_expect_vnc_picture SysTrayVnc.png
+    e2e_expect_vnc_properties
+    expect_bar_shows "$E2E_ICONS/SysTrayVnc.png" "$DESKTOP_DIR/bar-vnc-1.png"
+    e2e_set_vnc_users 2
+    e2e_expect_vnc_picture SysTrayVncMultiple.png
+    expect_bar_shows "$E2E_ICONS/SysTrayVncMultiple.png" "$DESKTOP_DIR/bar-vnc-2.png"
+    "${E2E_PICTURE[@]}" differ "$DESKTOP_DIR/bar-vnc-1.png" "$DESKTOP_DIR/bar-vnc-2.png" ||
+        e2e_fail "the bar looks the same for one and for two users"
+    e2e_set_vnc_users 0
+    e2e_expect_no_vnc_item
+    expect_bar_empty "$DESKTOP_DIR/bar-vnc-0.png"
+    keep_screenshots "$DESKTOP_DIR"/bar-vnc-{0,1,2}.png
+}
+
+# A click on the icon in the bar asks the home page for the REMOTE screen.
+case_click() {
+    setup_daemon --set VNC_USERS=1
+    expect_bar_shows "$E2E_ICONS/SysTrayVnc.png" "$DESKTOP_DIR/bar.png"
+    click_icon "$DESKTOP_DIR/bar.png"
+    e2e_expect_raise_remote
+}
+
+# The daemon starts before the bar: it waits, and its icon shows once waybar is up.
+case_late_bar() {
+    setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd"
+    e2e_start_router
+    e2e_start_simulator --set VNC_USERS=2
+    e2e_start_glyphd wayland
+    local until=$((SECONDS + 2))
+    while ((SECONDS < until)); do
+        desktop_is_running glyphd || e2e_fail "glyphd ended while waiting for the tray"
+        sleep 0.2
+    done
+    start_bar
+    e2e_wait_glyphd_initialized
+    e2e_expect_vnc_picture SysTrayVncMultiple.png
+    expect_bar_shows "$E2E_ICONS/SysTrayVncMultiple.png" "$DESKTOP_DIR/bar.png"
+}
+
+case_router_dies() {
+    setup_daemon --set VNC_USERS=1
+    expect_bar_shows "$E2E_ICONS/SysTrayVnc.png" "$DESKTOP_DIR/bar.png"
+    e2e_expect_router_death_ends_glyphd
+    expect_bar_empty "$DESKTOP_DIR/bar-after.png"
+}
+
+case "${1:-}" in
+harness) case_harness ;;
+states) case_states ;;
+click) case_click ;;
+late-bar) case_late_bar ;;
+router-dies) case_router_dies ;;
+*)
+    echo "usage: $0 harness|states|click|late-bar|router-dies" >&2
+    exit 2
+    ;;
+esac
+e2e_log "PASS: $1"
