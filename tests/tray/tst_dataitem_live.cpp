@@ -1,0 +1,183 @@
+#include "tray/csystemtraydataitem.h"
+#include "tray/liveinstrument.h"
+
+#include <QElapsedTimer>
+#include <QThread>
+#include <QtTest>
+
+using glyphd::CSystemTrayDataItem;
+
+namespace {
+
+// Takes the control panel's PROBE_ notifications and records what reaches processMessage.
+class ProbeItem : public CSystemTrayDataItem
+{
+public:
+    explicit ProbeItem(SyncSenderClient *client)
+        : CSystemTrayDataItem(client)
+    {}
+
+    using CSystemTrayDataItem::requestValue;
+
+    bool acceptsMessage(const Message *message) override
+    {
+        return acceptsNotification(message, "PROBE_");
+    }
+    void initialize() override {}
+
+    QList<KeyValue> received;
+    QList<QThread *> receivedOn;
+
+protected:
+    void processMessage(Message *message) override
+    {
+        received.append(readKeyValue(message));
+        receivedOn.append(QThread::currentThread());
+    }
+};
+
+} // namespace
+
+// Value requests and notifications through the real router client, router and simulator.
+class TestDataItemLive : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+
+    void acknowledgedValue_data();
+    void acknowledgedValue();
+    void refusedValue_data();
+    void refusedValue();
+    void silentControlPanelTimesOut();
+    void notificationIsProcessedOnMainThread();
+    void firstAcceptingItemTakesNotification();
+
+private:
+    bool simulatorDoes(const QString &line)
+    {
+        return m_live.simulator.command(line) && m_live.simulator.sync();
+    }
+
+    LiveInstrument m_live;
+};
+
+void TestDataItemLive::initTestCase()
+{
+    QVERIFY(m_live.start({QStringLiteral("--set"), QStringLiteral("VNC_USERS=3"),
+                          QStringLiteral("--set"), QStringLiteral("FLASH_FORMAT="),
+                          QStringLiteral("--set"),
+                          QStringLiteral("FAN_ALARM_STATUS=FAN ALARM, FAULT")}));
+}
+
+void TestDataItemLive::init()
+{
+    QVERIFY(simulatorDoes(QStringLiteral("mode get ack")));
+}
+
+void TestDataItemLive::acknowledgedValue_data()
+{
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<QByteArray>("value");
+    QTest::newRow("number") << QByteArray("VNC_USERS") << QByteArray("3");
+    QTest::newRow("empty") << QByteArray("FLASH_FORMAT") << QByteArray();
+    QTest::newRow("phrase with comma")
+        << QByteArray("FAN_ALARM_STATUS") << QByteArray("FAN ALARM, FAULT");
+}
+
+void TestDataItemLive::acknowledgedValue()
+{
+    QFETCH(QByteArray, key);
+    QFETCH(QByteArray, value);
+    ProbeItem item(m_live.client.get());
+
+    bool ok = false;
+    QCOMPARE(item.requestValue(key, &ok), value);
+    QVERIFY(ok);
+    QJsonObject get;
+    QVERIFY(m_live.simulator.waitForRecv(QStringLiteral("ctrlpanelsvc"), QStringLiteral("get"),
+                                         5000, &get));
+    QCOMPARE(get.value(QStringLiteral("from")).toString(), QStringLiteral("glyphd"));
+    QCOMPARE(get.value(QStringLiteral("params")).toString(), QString::fromLatin1(key));
+}
+
+void TestDataItemLive::refusedValue_data()
+{
+    QTest::addColumn<QString>("mode");
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::newRow("unknown key") << QStringLiteral("ack") << QByteArray("NO_SUCH_KEY")
+                                 << QByteArray("\"Error: unknown key\"");
+    QTest::newRow("refused") << QStringLiteral("nack") << QByteArray("VNC_USERS")
+                             << QByteArray("\"Error: not available\"");
+}
+
+void TestDataItemLive::refusedValue()
+{
+    QFETCH(QString, mode);
+    QFETCH(QByteArray, key);
+    QFETCH(QByteArray, reason);
+    QVERIFY(simulatorDoes(QStringLiteral("mode get ") + mode));
+    ProbeItem item(m_live.client.get());
+
+    QTest::ignoreMessage(QtWarningMsg,
+                         "Received NACK requesting value of " + key + " -- " + reason);
+    bool ok = true;
+    QCOMPARE(item.requestValue(key, &ok), QByteArray());
+    QVERIFY(!ok);
+}
+
+void TestDataItemLive::silentControlPanelTimesOut()
+{
+    QVERIFY(simulatorDoes(QStringLiteral("mode get silent")));
+    ProbeItem item(m_live.client.get());
+
+    QTest::ignoreMessage(QtWarningMsg,
+                         "Received NACK requesting value of VNC_USERS -- \"Error: timeout\"");
+    QElapsedTimer clock;
+    clock.start();
+    bool ok = true;
+    QCOMPARE(item.requestValue("VNC_USERS", &ok), QByteArray());
+    const qint64 waited = clock.elapsed();
+    QVERIFY(!ok);
+    QVERIFY2(waited >= 900 && waited < 5000, qPrintable(QString::number(waited)));
+}
+
+void TestDataItemLive::notificationIsProcessedOnMainThread()
+{
+    ProbeItem item(m_live.client.get());
+    LiveInstrument::Registration registration(*m_live.client, &item);
+
+    QVERIFY(m_live.simulator.command(QStringLiteral("set PROBE_GREETING hello, world")));
+    QTRY_COMPARE_WITH_TIMEOUT(item.received.size(), 1, 5000);
+    QCOMPARE(item.received[0].key, QByteArray("PROBE_GREETING"));
+    QCOMPARE(item.received[0].value, QByteArray("hello, world"));
+    QCOMPARE(item.receivedOn[0], QThread::currentThread());
+}
+
+void TestDataItemLive::firstAcceptingItemTakesNotification()
+{
+    ProbeItem second(m_live.client.get());
+    {
+        ProbeItem first(m_live.client.get());
+        LiveInstrument::Registration firstRegistration(*m_live.client, &first);
+        LiveInstrument::Registration secondRegistration(*m_live.client, &second);
+
+        QVERIFY(m_live.simulator.command(QStringLiteral("set PROBE_A 1")));
+        QTRY_COMPARE_WITH_TIMEOUT(first.received.size(), 1, 5000);
+        // Both would have been posted by the same dispatch; nothing more is on its way.
+        QCoreApplication::sendPostedEvents();
+        QVERIFY(second.received.isEmpty());
+    }
+
+    // With the first one gone the second takes the next notification.
+    LiveInstrument::Registration registration(*m_live.client, &second);
+    QVERIFY(m_live.simulator.command(QStringLiteral("set PROBE_A 2")));
+    QTRY_COMPARE_WITH_TIMEOUT(second.received.size(), 1, 5000);
+    QCOMPARE(second.received[0].value, QByteArray("2"));
+}
+
+QTEST_MAIN(TestDataItemLive)
+#include "tst_dataitem_live.moc"
