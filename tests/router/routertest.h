@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +16,13 @@ class RouterTest : public ::testing::Test
 {
 protected:
     void SetUp() override { ASSERT_TRUE(router.start(routerArguments())) << router.log(); }
+    // Every test ends with a clean shutdown; a sanitizer report would change the exit status.
+    void TearDown() override
+    {
+        if (router.isRunning()) {
+            EXPECT_EQ(router.stop(SIGTERM), 0) << router.log();
+        }
+    }
 
     virtual std::vector<std::string> routerArguments() const { return {}; }
 

@@ -116,6 +116,7 @@ TEST_F(Connections, ClientThatDoesNotReadIsDroppedAfterEightMebibytes)
     auto observer = registeredPeer("observer");
 
     const std::size_t sent = floodUntilDropped(*producer, *observer);
+    RecordProperty("bytes_sent_before_drop", std::to_string(sent));
     EXPECT_GT(sent, Router::kDefaultQueueLimit);
     EXPECT_TRUE(router.waitForLog("closing " + localAddress(*sink) + " (sink): outgoing queue"))
         << router.log();
@@ -180,6 +181,7 @@ TEST(RouterCommandLine, BadOptionsAndBusyPortsFail)
     RouterProcess badOption;
     EXPECT_FALSE(badOption.start({"--colour"}, 5000));
     EXPECT_NE(badOption.log().find("unknown option: --colour"), std::string::npos);
+    EXPECT_EQ(router.stop(SIGTERM), 0) << router.log();
 }
 
 } // namespace
