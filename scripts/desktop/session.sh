@@ -17,6 +17,7 @@
 # sway refuses to run as root, so the compositor, the bar and the notification daemon run as
 # DESKTOP_USER (nobody by default); the bus lets any local user connect.
 
+# shellcheck disable=SC2034,SC2120  # sourced: callers use the variables and arguments
 DESKTOP_SCRIPTS_DIR="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 DESKTOP_USER_ID="${DESKTOP_USER_ID:-65534}"
 DESKTOP_GROUP_ID="${DESKTOP_GROUP_ID:-65534}"
@@ -104,6 +105,17 @@ desktop_stop() {
     [[ -n "${DESKTOP_PIDS[$name]:-}" ]] || return 0
     kill -TERM "${DESKTOP_PIDS[$name]}" 2>/dev/null
     desktop_wait_exit "$name" "$seconds"
+}
+
+# desktop_kill NAME [SIGNAL]: kills at once (SIGKILL by default) and reaps the process.
+desktop_kill() {
+    local pid="${DESKTOP_PIDS[$1]:-}"
+    [[ -n "$pid" ]] || return 0
+    kill "-${2:-KILL}" "$pid" 2>/dev/null
+    # Reaping right away keeps bash from reporting the killed job on the terminal.
+    wait "$pid" 2>/dev/null
+    DESKTOP_STATUS=$?
+    unset "DESKTOP_PIDS[$1]"
 }
 
 # desktop_wait_exit NAME SECONDS: waits for the process to end by itself, SIGKILL after
@@ -306,7 +318,8 @@ desktop_start_xvfb() {
         -nolisten tcp -extension GLX
     exec {xfd}>&-
     desktop_wait_for 15 "Xvfb" grep -q '[0-9]' "$fifo" || return 1
-    export DISPLAY=":$(tr -dc 0-9 <"$fifo")"
+    DISPLAY=":$(tr -dc 0-9 <"$fifo")"
+    export DISPLAY
 }
 
 # desktop_click X Y [BUTTON]: a click through sway's seat (needs the virtual pointer).

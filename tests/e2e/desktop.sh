@@ -61,6 +61,9 @@ click_icon() {
     desktop_click $((x + w / 2)) $((y + h / 2)) || e2e_fail "swaymsg could not click"
 }
 
+# mako_shows SUMMARY: mako has a balloon with that title on screen.
+mako_shows() { makoctl list | grep -q -- "\"$1\""; }
+
 # Keeps a run's pictures for the documentation and for a look by hand.
 keep_screenshots() {
     [[ -n "${E2E_SCREENSHOT_DIR:-}" ]] || return 0
@@ -83,6 +86,7 @@ case_harness() {
         >/dev/null && e2e_fail "a different picture matched the bar"
     click_icon "$DESKTOP_DIR/probe-shot.png"
     e2e_wait "$E2E_WAIT" "probe activation by a click" e2e_log_has probe '^activated 3'
+    e2e_wait "$E2E_WAIT" "the probe's balloon on screen" mako_shows probe
 }
 
 # One user, several users, nobody: on the bus and on the screen.

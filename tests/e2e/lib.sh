@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # sourced: the variables are used by the scripts
 # Shared by the end-to-end test scripts: starting the router, the simulator and the daemon,
 # bounded waits, and failure reports with every process's log.
 #
@@ -150,7 +151,7 @@ e2e_expect_vnc_properties() {
 # e2e_expect_router_death_ends_glyphd: the router goes away; the daemon must end with 1.
 e2e_expect_router_death_ends_glyphd() {
     desktop_is_running glyphd || e2e_fail "glyphd is not running before the router is killed"
-    kill -KILL "$(desktop_pid router)"
+    desktop_kill router
     desktop_wait_exit glyphd "$E2E_WAIT" || e2e_fail "glyphd still runs $E2E_WAIT s after the router died"
     [[ "$DESKTOP_STATUS" == 1 ]] || e2e_fail "glyphd exited with $DESKTOP_STATUS, not 1"
 }

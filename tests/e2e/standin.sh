@@ -29,6 +29,15 @@ setup_daemon() {
     e2e_wait_glyphd_initialized
 }
 
+probe_balloon_recorded() {
+    "${E2E_TRAYCTL[@]}" notifications | "$DESKTOP_PYTHON" -c '
+import json, sys
+calls = json.load(sys.stdin)
+sys.exit(0 if any(c.get("summary") == "probe" and c.get("body") == "activated"
+                  and c.get("app_icon") == "dialog-warning" and c.get("urgency") == 1
+                  and c.get("expire_timeout") == 60000 for c in calls) else 1)'
+}
+
 # The scripts alone, with a one-icon program: catches faults of the harness, not the daemon.
 case_harness() {
     setup "$E2E_BIN/trayprobe"
@@ -49,6 +58,7 @@ case_harness() {
     "${E2E_TRAYCTL[@]}" activate "$item" 10 10 || e2e_fail "Activate failed"
     # QSystemTrayIcon::Trigger is 3.
     e2e_wait "$E2E_WAIT" "probe activation" e2e_log_has probe '^activated 3'
+    e2e_wait "$E2E_WAIT" "the probe's balloon at the notification server" probe_balloon_recorded
     desktop_stop probe
     "${E2E_TRAYCTL[@]}" find --tooltip probe --absent --timeout "$E2E_WAIT" >/dev/null ||
         e2e_fail "the probe's item stayed after the probe ended"
