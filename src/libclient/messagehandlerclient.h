@@ -1,6 +1,7 @@
 #pragma once
 
 #include "libclient/messagehandler.h"
+#include "libclient/sanitizervisiblelock.h"
 #include "libclient/syncmessagehandler.h"
 #include "platform/message/client.h"
 #include "platform/message/message.h"
@@ -64,6 +65,7 @@ protected:
             m_owner->dispatch(message);
         }
         m_owner->notifyConnectionClosed();
+        sanitizerHappensBefore(this); // see MessageHandlerClientTemplate::joinReceiveThread()
     }
 
 private:
@@ -144,14 +146,17 @@ public:
     int pendingCount() const { return m_pendingReplies.size(); }
 
 private:
+    using Lock = SanitizerVisibleLock<Mutex>;
+
     bool startReceiveThread();
+    void joinReceiveThread();
     bool registerWithRouter(int scope, bool force, const std::string &proxyHost, int proxyPort);
 
     Client m_connection;
     ClientThreadTemplate<Thread, Mutex> *m_receiveThread = nullptr;
     QList<MessageHandler *> m_handlers;
-    Mutex m_handlerLock;
-    Mutex m_clientLock;
+    Lock m_handlerLock;
+    Lock m_clientLock;
     MessageHandler *m_defaultHandler = nullptr;
     int m_threadPriority = 0;
     std::uint32_t m_threadStackSize = 61440;
@@ -182,7 +187,7 @@ MessageHandlerClientTemplate<Thread, Mutex>::~MessageHandlerClientTemplate()
         // A failed router registration leaves the receive thread reading: stop it before
         // its object goes.
         m_connection.disconnect();
-        m_receiveThread->wait();
+        joinReceiveThread();
     }
     m_pendingReplies.clear();
     m_handlers.clear();
@@ -240,12 +245,12 @@ bool MessageHandlerClientTemplate<Thread, Mutex>::disconnect()
     send(messagehandlerclient_detail::kRouterName, unregister);
     delete unregister;
     {
-        std::lock_guard<Mutex> locker(m_clientLock);
+        std::lock_guard<Lock> locker(m_clientLock);
         m_connection.disconnect();
     }
     m_connected = false;
     if (m_receiveThread != nullptr) {
-        m_receiveThread->wait();
+        joinReceiveThread();
     }
     return true;
 }
@@ -253,14 +258,14 @@ bool MessageHandlerClientTemplate<Thread, Mutex>::disconnect()
 template<class Thread, class Mutex>
 std::uint32_t MessageHandlerClientTemplate<Thread, Mutex>::nextSeqn()
 {
-    std::lock_guard<Mutex> locker(m_clientLock);
+    std::lock_guard<Lock> locker(m_clientLock);
     return m_connection.nextSeqn();
 }
 
 template<class Thread, class Mutex>
 bool MessageHandlerClientTemplate<Thread, Mutex>::send(Message *message)
 {
-    std::lock_guard<Mutex> locker(m_clientLock);
+    std::lock_guard<Lock> locker(m_clientLock);
     return m_connection.send(message);
 }
 
@@ -268,7 +273,7 @@ template<class Thread, class Mutex>
 bool MessageHandlerClientTemplate<Thread, Mutex>::send(const std::string &destination,
                                                        Message *message)
 {
-    std::lock_guard<Mutex> locker(m_clientLock);
+    std::lock_guard<Lock> locker(m_clientLock);
     return m_connection.send(destination, message);
 }
 
@@ -295,7 +300,7 @@ Message *MessageHandlerClientTemplate<Thread, Mutex>::sendAndWait(Message *messa
 template<class Thread, class Mutex>
 void MessageHandlerClientTemplate<Thread, Mutex>::dispatch(Message *message)
 {
-    std::unique_lock<Mutex> locker(m_handlerLock);
+    std::unique_lock<Lock> locker(m_handlerLock);
     for (MessageHandler *handler : qAsConst(m_handlers)) {
         if (handler->acceptsMessage(message)) {
             locker.unlock();
@@ -315,7 +320,7 @@ void MessageHandlerClientTemplate<Thread, Mutex>::dispatch(Message *message)
 template<class Thread, class Mutex>
 void MessageHandlerClientTemplate<Thread, Mutex>::notifyConnectionClosed()
 {
-    std::lock_guard<Mutex> locker(m_handlerLock);
+    std::lock_guard<Lock> locker(m_handlerLock);
     for (MessageHandler *handler : qAsConst(m_handlers)) {
         handler->connectionClosed();
     }
@@ -326,7 +331,7 @@ void MessageHandlerClientTemplate<Thread, Mutex>::registerHandler(MessageHandler
                                                                   bool atFront)
 {
     Q_ASSERT_X(handler != nullptr, "registerHandler(MessageHandler*, bool)", "pMessageHandler");
-    std::lock_guard<Mutex> locker(m_handlerLock);
+    std::lock_guard<Lock> locker(m_handlerLock);
     if (atFront) {
         m_handlers.prepend(handler);
     } else {
@@ -343,21 +348,21 @@ void MessageHandlerClientTemplate<Thread, Mutex>::unregisterHandler(MessageHandl
                   << "pMessageHandler is NULL" << std::endl;
         return;
     }
-    std::lock_guard<Mutex> locker(m_handlerLock);
+    std::lock_guard<Lock> locker(m_handlerLock);
     m_handlers.removeAll(handler);
 }
 
 template<class Thread, class Mutex>
 void MessageHandlerClientTemplate<Thread, Mutex>::setDefaultHandler(MessageHandler *handler)
 {
-    std::lock_guard<Mutex> locker(m_handlerLock);
+    std::lock_guard<Lock> locker(m_handlerLock);
     m_defaultHandler = handler;
 }
 
 template<class Thread, class Mutex>
 int MessageHandlerClientTemplate<Thread, Mutex>::handlerCount()
 {
-    std::lock_guard<Mutex> locker(m_handlerLock);
+    std::lock_guard<Lock> locker(m_handlerLock);
     return m_handlers.size();
 }
 
@@ -373,6 +378,14 @@ bool MessageHandlerClientTemplate<Thread, Mutex>::startReceiveThread()
     descriptor.priority = m_threadPriority;
     descriptor.stackSize = m_threadStackSize;
     return ClientThreadStarter<Thread>::start(m_receiveThread, descriptor);
+}
+
+template<class Thread, class Mutex>
+void MessageHandlerClientTemplate<Thread, Mutex>::joinReceiveThread()
+{
+    m_receiveThread->wait();
+    // QThread::wait() joins through Qt's own wait condition, which the sanitizer cannot see.
+    sanitizerHappensAfter(m_receiveThread);
 }
 
 template<class Thread, class Mutex>

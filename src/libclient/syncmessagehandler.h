@@ -1,6 +1,7 @@
 #pragma once
 
 #include "libclient/messagehandler.h"
+#include "libclient/sanitizervisiblelock.h"
 #include "platform/message/message.h"
 #include "platform/message/stringparam_scpi.h"
 #include "platform/os/cossemaphore.h"
@@ -43,6 +44,8 @@ public:
     Message *waitReply(int timeoutMs);
 
 private:
+    using Lock = SanitizerVisibleLock<Mutex>;
+
     bool timedTake(int timeoutMs);
 
     Owner *m_owner;
@@ -50,7 +53,7 @@ private:
     COsSemaphore m_replySignal;
     generic::timing::IntervalAndDuration m_waitTiming;
 
-    Mutex m_lock; // guards everything below
+    Lock m_lock; // guards everything below
     Message *m_request;
     QList<Message *> m_replies;
     QList<std::string> m_outstanding;
@@ -81,7 +84,7 @@ SyncMessageHandlerTemplate<Thread, Mutex>::~SyncMessageHandlerTemplate()
 {
     m_owner->unregisterHandler(this);
     // Unregistered, so nothing new is accepted; a reply accepted just before is let through.
-    std::unique_lock<Mutex> locker(m_lock);
+    std::unique_lock<Lock> locker(m_lock);
     m_handedOver.wait(locker, [this] { return m_inFlight == 0; });
     // A reply that came after the caller stopped waiting belongs to nobody else.
     qDeleteAll(m_replies);
@@ -92,7 +95,7 @@ SyncMessageHandlerTemplate<Thread, Mutex>::~SyncMessageHandlerTemplate()
 template<class Thread, class Mutex>
 bool SyncMessageHandlerTemplate<Thread, Mutex>::acceptsMessage(const Message *message)
 {
-    std::lock_guard<Mutex> locker(m_lock);
+    std::lock_guard<Lock> locker(m_lock);
     const bool accepted = m_expected != 0 && m_request->seqn() != 0 &&
                           m_request->seqn() == message->seqn() && isReplyType(message->type());
     if (accepted) {
@@ -104,7 +107,7 @@ bool SyncMessageHandlerTemplate<Thread, Mutex>::acceptsMessage(const Message *me
 template<class Thread, class Mutex>
 void SyncMessageHandlerTemplate<Thread, Mutex>::handle(Message *message)
 {
-    std::lock_guard<Mutex> locker(m_lock);
+    std::lock_guard<Lock> locker(m_lock);
     m_replies.append(message);
     osSemaphoreGive(m_replySignal);
 
@@ -130,7 +133,7 @@ void SyncMessageHandlerTemplate<Thread, Mutex>::handle(Message *message)
 template<class Thread, class Mutex>
 void SyncMessageHandlerTemplate<Thread, Mutex>::connectionClosed()
 {
-    std::lock_guard<Mutex> locker(m_lock);
+    std::lock_guard<Lock> locker(m_lock);
     m_expected = 0;
     osSemaphoreGive(m_replySignal);
 }
@@ -138,7 +141,7 @@ void SyncMessageHandlerTemplate<Thread, Mutex>::connectionClosed()
 template<class Thread, class Mutex>
 Message *SyncMessageHandlerTemplate<Thread, Mutex>::waitReply(int timeoutMs)
 {
-    std::unique_lock<Mutex> locker(m_lock);
+    std::unique_lock<Lock> locker(m_lock);
     if (m_replies.isEmpty() && m_expected != 0) {
         locker.unlock();
         const bool woken = timedTake(timeoutMs);
