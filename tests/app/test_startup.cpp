@@ -1,5 +1,6 @@
 // Start-up pieces of the daemon: the command line, the locale override and the translations.
 #include "app/commandline.h"
+#include "app/instrumentconfiguration.h"
 #include "app/translations.h"
 
 #include <QCoreApplication>
@@ -20,6 +21,9 @@ private slots:
     void localeOverride();
     void translationsNeedALocale();
     void missingCatalogueIsReported();
+    void catalogueOfTheDefaultLocaleIsInstalled();
+    void instrumentConfiguration_data();
+    void instrumentConfiguration();
 };
 
 namespace {
@@ -191,6 +195,51 @@ void TestStartup::missingCatalogueIsReported()
     QLocale::setDefault(QLocale(QLocale::Russian, QLocale::Russia));
     QTest::ignoreMessage(QtWarningMsg, "Could not load the translations");
     glyphd::loadTranslations(":/no-such-directory", "glyphd", "_");
+}
+
+void TestStartup::catalogueOfTheDefaultLocaleIsInstalled()
+{
+    if (!QFile::exists(QStringLiteral(":/translations/glyphd_ru.qm"))) {
+        QSKIP("built without the resources");
+    }
+    // ru_RU has no catalogue of its own: Qt falls back to glyphd_ru.qm.
+    QLocale::setDefault(QLocale(QLocale::Russian, QLocale::Russia));
+    glyphd::loadTranslations(":/translations", "glyphd", "_");
+    QCOMPARE(QCoreApplication::translate("glyphd::CAudioSystemTrayDataItem", "Audio"),
+             QString::fromUtf8("Звук"));
+}
+
+void TestStartup::instrumentConfiguration_data()
+{
+    QTest::addColumn<QByteArray>("qrx4400");
+    QTest::addColumn<QByteArray>("rab");
+    QTest::addColumn<bool>("isQrx4400");
+    QTest::addColumn<bool>("isRab");
+    QTest::newRow("unset") << QByteArray() << QByteArray() << false << false;
+    QTest::newRow("QRX4400") << QByteArray("YES") << QByteArray() << true << false;
+    QTest::newRow("QRX4400 rab") << QByteArray("YES") << QByteArray("YES") << true << true;
+    QTest::newRow("lower-case yes") << QByteArray("yes") << QByteArray("yes") << false << false;
+    QTest::newRow("YES with blank") << QByteArray("YES ") << QByteArray("1") << false << false;
+}
+
+void TestStartup::instrumentConfiguration()
+{
+    QFETCH(QByteArray, qrx4400);
+    QFETCH(QByteArray, rab);
+    const auto set = [](const char *name, const QByteArray &value) {
+        if (value.isNull()) {
+            qunsetenv(name);
+        } else {
+            qputenv(name, value);
+        }
+    };
+    set("QRX4400_CONFIGURED", qrx4400);
+    set("RAB_CONFIGURED", rab);
+
+    const auto configuration = glyphd::InstrumentConfiguration::fromEnvironment();
+
+    QTEST(configuration.qrx4400, "isQrx4400");
+    QTEST(configuration.rab, "isRab");
 }
 
 QTEST_GUILESS_MAIN(TestStartup)
