@@ -4,6 +4,10 @@
 
 #include <QtTest>
 
+#include <mutex>
+#include <string>
+#include <vector>
+
 using glyphd::CSystemTrayIcon;
 using glyphd::CVncSystemTrayDataItem;
 
@@ -16,21 +20,22 @@ public:
     bool acceptsMessage(const Message *) override { return true; }
     void handle(Message *message) override
     {
-        QMutexLocker locker(&m_mutex);
-        m_params.append(QString::fromStdString(message->params()));
+        std::lock_guard<std::mutex> locker(m_mutex);
+        m_params.push_back(message->params());
         delete message;
     }
     void connectionClosed() override {}
 
-    QStringList params() const
+    std::vector<std::string> params() const
     {
-        QMutexLocker locker(&m_mutex);
+        std::lock_guard<std::mutex> locker(m_mutex);
         return m_params;
     }
 
 private:
-    mutable QMutex m_mutex;
-    QStringList m_params;
+    // Not a QMutex: the thread sanitizer cannot see inside the Qt library.
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_params;
 };
 
 } // namespace
@@ -111,8 +116,7 @@ void TestVncItemLive::notificationsFollowUsers()
     LiveInstrument::Registration afterItem(*m_live.client, &refused);
     QVERIFY(
         m_live.simulator.command(QStringLiteral("send homepage glyphd 4 notify VNC_USERS,\"0\"")));
-    QTRY_COMPARE_WITH_TIMEOUT(refused.params(), QStringList{QStringLiteral("VNC_USERS,\"0\"")},
-                              5000);
+    QTRY_VERIFY_WITH_TIMEOUT(refused.params() == std::vector<std::string>{"VNC_USERS,\"0\""}, 5000);
     QCoreApplication::sendPostedEvents();
     QCOMPARE(icon()->state(), 9);
 }
