@@ -1,10 +1,23 @@
 #include "translations.h"
 
 #include <QCoreApplication>
+#include <QList>
 #include <QLocale>
 #include <QTranslator>
 
 namespace glyphd {
+
+namespace {
+
+// Translators live as long as the process: the application uses them until the very end.
+// Held here (and never freed) so that they stay reachable to the leak checker.
+QList<QTranslator *> &translatorsForLife()
+{
+    static auto *translators = new QList<QTranslator *>;
+    return *translators;
+}
+
+} // namespace
 
 void loadTranslations(const QString &directory, const QString &name, const QString &prefix)
 {
@@ -13,8 +26,8 @@ void loadTranslations(const QString &directory, const QString &name, const QStri
         qWarning("Locale not set (or set to \"C\"): Not loading translations");
         return;
     }
-    // Lives as long as the process: the application keeps using it until the very end.
     auto *translator = new QTranslator;
+    translatorsForLife().append(translator);
     if (translator->load(locale, name, prefix, directory, QString())) {
         QCoreApplication::installTranslator(translator);
     } else {
