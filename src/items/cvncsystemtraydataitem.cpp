@@ -10,9 +10,11 @@ enum VncState : int { NoUserState = 0, OneUserState = 9, SeveralUsersState = 10 
 
 } // namespace
 
+// The title is translated with the class named: lupdate files an unqualified tr() in an
+// initializer list under the namespace, where the running program would never look it up.
 CVncSystemTrayDataItem::CVncSystemTrayDataItem(SyncSenderClient *client, QObject *parent)
     : CSingleValueTrayDataItem(
-          client, parent, tr("VNC"),
+          client, parent, CVncSystemTrayDataItem::tr("VNC"),
           {"VNC_USERS", "VNC_USERS", "REMOTE", "CVncSystemDataItem could not initialize"})
 {}
 
