@@ -14,6 +14,12 @@ E2E_BIN="${GLYPHD_BIN_DIR:-$E2E_ROOT/build/e2e/bin}"
 E2E_ICONS="${GLYPHD_ICON_DIR:-$E2E_ROOT/build/e2e/resources/icons}"
 E2E_TRAYCTL=("$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/trayctl.py")
 E2E_PICTURE=("$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/picture.py")
+# For sanitizer builds: full stacks, so that the leaks of Qt's Wayland plugin can be told from
+# the program's own and suppressed; ignored by other builds.
+E2E_SANITIZER_ENV=(
+    "ASAN_OPTIONS=fast_unwind_on_malloc=0"
+    "LSAN_OPTIONS=suppressions=$E2E_DIR/lsan-qtwayland.supp:print_suppressions=0"
+)
 # Generous bounds: the machine is small and shared.
 E2E_WAIT=20
 
@@ -97,8 +103,8 @@ e2e_sim_saw() {
 # e2e_start_glyphd QPA_PLATFORM: the daemon in the foreground of its own process, on the
 # test's router.
 e2e_start_glyphd() {
-    desktop_spawn glyphd env QT_QPA_PLATFORM="$1" "$E2E_BIN/glyphd" --no-daemon \
-        --host 127.0.0.1 --port "$E2E_PORT"
+    desktop_spawn glyphd env QT_QPA_PLATFORM="$1" "${E2E_SANITIZER_ENV[@]}" "$E2E_BIN/glyphd" \
+        --no-daemon --host 127.0.0.1 --port "$E2E_PORT"
 }
 
 # The daemon is up once it has asked the control panel for the VNC value.
@@ -160,4 +166,19 @@ e2e_expect_router_death_ends_glyphd() {
 e2e_expect_raise_remote() {
     e2e_wait "$E2E_WAIT" "raise_screen REMOTE at homepage" \
         e2e_sim_saw event=recv to=homepage from=glyphd command=raise_screen params=REMOTE
+}
+
+# e2e_finish CASE: stops the programs under test while the desktop is still up, fails on any
+# sanitizer report in their logs (sanitizer builds report at exit), and reports success.
+e2e_finish() {
+    local name
+    for name in glyphd probe sim router; do
+        desktop_stop "$name"
+    done
+    for name in glyphd probe sim router; do
+        [[ -e "$DESKTOP_DIR/logs/$name.log" ]] || continue
+        grep -q -E 'ERROR: (Address|Leak|Thread|UndefinedBehavior)Sanitizer|WARNING: ThreadSanitizer|runtime error:' \
+            "$DESKTOP_DIR/logs/$name.log" && e2e_fail "sanitizer report in the log of $name"
+    done
+    e2e_log "PASS: $1"
 }

@@ -136,4 +136,4 @@ router-dies) case_router_dies ;;
     exit 2
     ;;
 esac
-e2e_log "PASS: $1"
+e2e_finish "$1"
