@@ -17,8 +17,8 @@ E2E_PICTURE=("$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/picture.py")
 # For sanitizer builds: full stacks, so that the leaks of Qt's Wayland plugin can be told from
 # the program's own and suppressed; ignored by other builds.
 E2E_SANITIZER_ENV=(
-    "ASAN_OPTIONS=fast_unwind_on_malloc=0"
-    "LSAN_OPTIONS=suppressions=$E2E_DIR/lsan-qtwayland.supp:print_suppressions=0"
+    "ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}fast_unwind_on_malloc=0"
+    "LSAN_OPTIONS=${LSAN_OPTIONS:+$LSAN_OPTIONS:}suppressions=$E2E_DIR/lsan-qtwayland.supp:print_suppressions=0"
 )
 # Generous bounds: the machine is small and shared.
 E2E_WAIT=20
