@@ -1,0 +1,167 @@
+#include "loopbackpeer.h"
+
+#include "platform/message/frame.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <stdexcept>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+int millisecondsLeft(Clock::time_point deadline)
+{
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    return left.count() > 0 ? static_cast<int>(left.count()) : 0;
+}
+
+bool waitReadable(int fd, int timeoutMs)
+{
+    pollfd entry{fd, POLLIN, 0};
+    int ready;
+    do {
+        ready = ::poll(&entry, 1, timeoutMs);
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0;
+}
+
+sockaddr_in loopbackAddress(int port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return address;
+}
+
+int localPort(int fd)
+{
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    if (::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
+        throw std::runtime_error("getsockname failed");
+    return ntohs(address.sin_port);
+}
+
+} // namespace
+
+LoopbackPeer::LoopbackPeer()
+{
+    m_listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = loopbackAddress(0);
+    if (m_listenFd < 0 ||
+        ::bind(m_listenFd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+        ::listen(m_listenFd, 4) != 0)
+        throw std::runtime_error("cannot listen on loopback");
+    m_port = localPort(m_listenFd);
+}
+
+LoopbackPeer::LoopbackPeer(int port, int receiveBuffer)
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        throw std::runtime_error("cannot create a socket");
+    if (receiveBuffer > 0)
+        ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+    const int on = 1;
+    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    const sockaddr_in address = loopbackAddress(port);
+    if (::connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        ::close(fd); // isConnected() tells the test
+        return;
+    }
+    m_fd = fd;
+    m_port = localPort(fd);
+}
+
+LoopbackPeer::~LoopbackPeer()
+{
+    closeConnection();
+    if (m_listenFd >= 0)
+        ::close(m_listenFd);
+}
+
+bool LoopbackPeer::accept(int timeoutMs)
+{
+    if (m_listenFd < 0 || !waitReadable(m_listenFd, timeoutMs))
+        return false;
+    m_fd = ::accept4(m_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
+    return m_fd >= 0;
+}
+
+bool LoopbackPeer::readFrame(Message &message, int timeoutMs)
+{
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    for (;;) {
+        const frame::DecodeResult result = frame::decode(m_buffer.data(), m_buffer.size(), message);
+        if (result.status == frame::DecodeStatus::Complete) {
+            m_buffer.erase(0, result.consumed);
+            return true;
+        }
+        if (result.status == frame::DecodeStatus::Malformed ||
+            !readMore(millisecondsLeft(deadline)))
+            return false;
+    }
+}
+
+bool LoopbackPeer::waitForClose(int timeoutMs)
+{
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!m_ended && readMore(millisecondsLeft(deadline)))
+        m_buffer.clear();
+    return m_ended;
+}
+
+bool LoopbackPeer::write(const std::string &bytes)
+{
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count =
+            ::send(m_fd, bytes.data() + written, bytes.size() - written, MSG_NOSIGNAL);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return false;
+        written += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+bool LoopbackPeer::writeMessage(const Message &message)
+{
+    std::string bytes;
+    return frame::encode(message, bytes) && write(bytes);
+}
+
+void LoopbackPeer::closeConnection()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+    m_fd = -1;
+}
+
+bool LoopbackPeer::readMore(int timeoutMs)
+{
+    if (m_fd < 0 || m_ended || !waitReadable(m_fd, timeoutMs))
+        return false;
+    char chunk[65536];
+    ssize_t count;
+    do {
+        count = ::recv(m_fd, chunk, sizeof chunk, 0);
+    } while (count < 0 && errno == EINTR);
+    if (count <= 0) {
+        m_ended = true; // end of stream or reset
+        return false;
+    }
+    m_buffer.append(chunk, static_cast<std::size_t>(count));
+    return true;
+}
