@@ -67,8 +67,8 @@ public:
     }
     std::optional<Message> registerAs(const std::string &newName, const std::string &params = {})
     {
-        const Message request = makeMessage(newName, "clientmgr", "register", params, ++seqn);
-        auto answer = writeMessage(request) ? receive() : std::nullopt;
+        const Message registration = makeMessage(newName, "clientmgr", "register", params, ++seqn);
+        auto answer = writeMessage(registration) ? receive() : std::nullopt;
         if (answer && answer->type() == MessageType::Ack)
             name = newName;
         return answer;
