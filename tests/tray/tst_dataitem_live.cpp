@@ -38,22 +38,18 @@ protected:
 
 } // namespace
 
-// Value requests and notifications through the real router client, router and simulator.
+// The item base through the real router client, router and simulator.
 class TestDataItemLive : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init();
-
-    void acknowledgedValue_data();
-    void acknowledgedValue();
-    void refusedValue_data();
-    void refusedValue();
-    void silentControlPanelTimesOut();
+    void requestValue_data();
+    void requestValue();
     void notificationIsProcessedOnMainThread();
     void firstAcceptingItemTakesNotification();
+    void postedMessageIsFreedWithItem();
 
 private:
     bool simulatorDoes(const QString &line)
@@ -72,77 +68,52 @@ void TestDataItemLive::initTestCase()
                           QStringLiteral("FAN_ALARM_STATUS=FAN ALARM, FAULT")}));
 }
 
-void TestDataItemLive::init()
+void TestDataItemLive::requestValue_data()
 {
-    QVERIFY(simulatorDoes(QStringLiteral("mode get ack")));
-}
-
-void TestDataItemLive::acknowledgedValue_data()
-{
+    QTest::addColumn<QString>("mode");
     QTest::addColumn<QByteArray>("key");
     QTest::addColumn<QByteArray>("value");
-    QTest::newRow("number") << QByteArray("VNC_USERS") << QByteArray("3");
-    QTest::newRow("empty") << QByteArray("FLASH_FORMAT") << QByteArray();
-    QTest::newRow("phrase with comma")
-        << QByteArray("FAN_ALARM_STATUS") << QByteArray("FAN ALARM, FAULT");
+    QTest::addColumn<QByteArray>("refusal"); // the reply's text, when there is no value
+    QTest::newRow("number") << "ack" << QByteArray("VNC_USERS") << QByteArray("3") << QByteArray();
+    QTest::newRow("empty") << "ack" << QByteArray("FLASH_FORMAT") << QByteArray() << QByteArray();
+    QTest::newRow("phrase with comma") << "ack" << QByteArray("FAN_ALARM_STATUS")
+                                       << QByteArray("FAN ALARM, FAULT") << QByteArray();
+    QTest::newRow("unknown key") << "ack" << QByteArray("NO_SUCH_KEY") << QByteArray()
+                                 << QByteArray("\"Error: unknown key\"");
+    QTest::newRow("refused") << "nack" << QByteArray("VNC_USERS") << QByteArray()
+                             << QByteArray("\"Error: not available\"");
+    QTest::newRow("silent") << "silent" << QByteArray("VNC_USERS") << QByteArray()
+                            << QByteArray("\"Error: timeout\"");
 }
 
-void TestDataItemLive::acknowledgedValue()
+void TestDataItemLive::requestValue()
 {
+    QFETCH(QString, mode);
     QFETCH(QByteArray, key);
     QFETCH(QByteArray, value);
+    QFETCH(QByteArray, refusal);
+    QVERIFY(simulatorDoes(QStringLiteral("mode get ") + mode));
     ProbeItem item(m_live.client.get());
 
-    bool ok = false;
-    QCOMPARE(item.requestValue(key, &ok), value);
-    QVERIFY(ok);
+    if (!refusal.isEmpty())
+        QTest::ignoreMessage(QtWarningMsg,
+                             "Received NACK requesting value of " + key + " -- " + refusal);
+    QElapsedTimer clock;
+    clock.start();
+    bool ok = !refusal.isEmpty(); // the opposite of what should come back
+    const QByteArray answer = item.requestValue(key, &ok);
+    const qint64 waited = clock.elapsed();
+
     QJsonObject get;
     QVERIFY(m_live.simulator.waitForRecv(QStringLiteral("ctrlpanelsvc"), QStringLiteral("get"),
                                          5000, &get));
     QCOMPARE(get.value(QStringLiteral("from")).toString(), QStringLiteral("glyphd"));
     QCOMPARE(get.value(QStringLiteral("params")).toString(), QString::fromLatin1(key));
-}
-
-void TestDataItemLive::refusedValue_data()
-{
-    QTest::addColumn<QString>("mode");
-    QTest::addColumn<QByteArray>("key");
-    QTest::addColumn<QByteArray>("reason");
-    QTest::newRow("unknown key") << QStringLiteral("ack") << QByteArray("NO_SUCH_KEY")
-                                 << QByteArray("\"Error: unknown key\"");
-    QTest::newRow("refused") << QStringLiteral("nack") << QByteArray("VNC_USERS")
-                             << QByteArray("\"Error: not available\"");
-}
-
-void TestDataItemLive::refusedValue()
-{
-    QFETCH(QString, mode);
-    QFETCH(QByteArray, key);
-    QFETCH(QByteArray, reason);
-    QVERIFY(simulatorDoes(QStringLiteral("mode get ") + mode));
-    ProbeItem item(m_live.client.get());
-
-    QTest::ignoreMessage(QtWarningMsg,
-                         "Received NACK requesting value of " + key + " -- " + reason);
-    bool ok = true;
-    QCOMPARE(item.requestValue(key, &ok), QByteArray());
-    QVERIFY(!ok);
-}
-
-void TestDataItemLive::silentControlPanelTimesOut()
-{
-    QVERIFY(simulatorDoes(QStringLiteral("mode get silent")));
-    ProbeItem item(m_live.client.get());
-
-    QTest::ignoreMessage(QtWarningMsg,
-                         "Received NACK requesting value of VNC_USERS -- \"Error: timeout\"");
-    QElapsedTimer clock;
-    clock.start();
-    bool ok = true;
-    QCOMPARE(item.requestValue("VNC_USERS", &ok), QByteArray());
-    const qint64 waited = clock.elapsed();
-    QVERIFY(!ok);
-    QVERIFY2(waited >= 900 && waited < 5000, qPrintable(QString::number(waited)));
+    QCOMPARE(answer, value);
+    QCOMPARE(ok, refusal.isEmpty());
+    // A silent control panel costs the caller the full second, and not much more.
+    if (mode == QLatin1String("silent"))
+        QVERIFY2(waited >= 900 && waited < 5000, qPrintable(QString::number(waited)));
 }
 
 void TestDataItemLive::notificationIsProcessedOnMainThread()
@@ -177,6 +148,18 @@ void TestDataItemLive::firstAcceptingItemTakesNotification()
     QVERIFY(m_live.simulator.command(QStringLiteral("set PROBE_A 2")));
     QTRY_COMPARE_WITH_TIMEOUT(second.received.size(), 1, 5000);
     QCOMPARE(second.received[0].value, QByteArray("2"));
+}
+
+void TestDataItemLive::postedMessageIsFreedWithItem()
+{
+    auto *item = new ProbeItem(m_live.client.get());
+    Message *message = Message::createNotification("notify", "PROBE_A,\"1\"");
+    message->setSource("ctrlpanelsvc");
+    // Posted as the receive thread posts it, and never processed: the sanitizer build reports
+    // a leak unless it goes with the item.
+    item->handle(message);
+    delete item;
+    QCoreApplication::sendPostedEvents();
 }
 
 QTEST_MAIN(TestDataItemLive)

@@ -1,0 +1,171 @@
+// msgpeer and the simulator against the real router: what they answer, print and send.
+
+#include "msgpeerrun.h"
+#include "routerprocess.h"
+#include "simulatorprocess.h"
+
+#include <QRegularExpression>
+#include <QTemporaryFile>
+#include <QtTest/QTest>
+
+class ToolsTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    RouterProcess m_router;
+    SimulatorProcess m_simulator;
+
+    bool simulatorDoes(const QString &line)
+    {
+        return m_simulator.command(line) && m_simulator.sync();
+    }
+    MsgPeerResult peer(const QStringList &args) { return runMsgPeer(m_router.port(), args); }
+
+    // Who the simulator sent a notification with these parameters to.
+    QStringList notifiedWith(const QString &params) const
+    {
+        QStringList recipients;
+        for (const QJsonObject &event : m_simulator.events()) {
+            if (event.value("event") == "sent" && event.value("command") == "notify" &&
+                event.value("params") == params)
+                recipients << event.value("to").toString();
+        }
+        return recipients;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_router.start({"--verbose"}));
+        QVERIFY(m_simulator.start(
+            m_router.port(), {"--set", "VNC_USERS=2", "--set", "WIFI_CONNECT_STATUS=ASSOCIATED"}));
+    }
+
+    void init()
+    {
+        QVERIFY(simulatorDoes("mode get ack"));
+        QVERIFY(simulatorDoes("mode register ack"));
+    }
+
+    // Both end cleanly on SIGTERM.
+    void cleanupTestCase()
+    {
+        QCOMPARE(m_simulator.stop(), 0);
+        QCOMPARE(m_router.stop(), 0);
+    }
+
+    void msgPeerPrintsTheReply_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("output");
+        QTest::addColumn<int>("exitCode");
+        QTest::newRow("get") << QString() << QStringList{"ctrlpanelsvc", "get", "VNC_USERS"}
+                             << "ACK 2 ctrlpanelsvc \"2\"\n"
+                             << 0;
+        QTest::newRow("unknown key")
+            << QString() << QStringList{"ctrlpanelsvc", "get", "NO_SUCH_KEY"}
+            << "NACK 3 ctrlpanelsvc \"Error: unknown key\"\n"
+            << 1;
+        QTest::newRow("refused get")
+            << "mode get nack" << QStringList{"ctrlpanelsvc", "get", "VNC_USERS"}
+            << "NACK 3 ctrlpanelsvc \"Error: not available\"\n"
+            << 1;
+        QTest::newRow("silent") << "mode get silent"
+                                << QStringList{"--timeout", "300", "ctrlpanelsvc", "get",
+                                               "VNC_USERS"}
+                                << QString() << 2;
+        QTest::newRow("raise screen")
+            << QString() << QStringList{"homepage", "raise_screen", "NETWORK"} << "ACK 2 homepage\n"
+            << 0;
+        QTest::newRow("unknown destination") << QString() << QStringList{"nobody", "ping"}
+                                             << "ERROR 5 clientmgr \"Error: unknown destination\"\n"
+                                             << 1;
+        QTest::newRow("usage") << QString() << QStringList{"ctrlpanelsvc"} << QString() << 64;
+    }
+
+    void msgPeerPrintsTheReply()
+    {
+        QFETCH(QString, mode);
+        QFETCH(QStringList, args);
+        QFETCH(QString, output);
+        QFETCH(int, exitCode);
+        if (!mode.isEmpty())
+            QVERIFY(simulatorDoes(mode));
+        const MsgPeerResult result = peer(args);
+        QCOMPARE(result.output, output);
+        QCOMPARE(result.exitCode, exitCode);
+    }
+
+    void notificationsGoOnlyToRegisteredClients()
+    {
+        QCOMPARE(peer({"--name", "listener", "ctrlpanelsvc", "register", "YES"}).exitCode, 0);
+        // Known to the control panel, but not registered.
+        QCOMPARE(peer({"--name", "bystander", "ctrlpanelsvc", "get", "VNC_USERS"}).exitCode, 0);
+
+        QVERIFY(simulatorDoes("set WIFI_CONNECT_STATUS DISCONNECTED"));
+        const QStringList recipients = notifiedWith("WIFI_CONNECT_STATUS,\"DISCONNECTED\"");
+        QVERIFY2(recipients.contains("listener") && !recipients.contains("bystander"),
+                 qPrintable(recipients.join(' ')));
+    }
+
+    void registrationIsRefusedAsOftenAsAsked()
+    {
+        QVERIFY(simulatorDoes("mode register nack 2"));
+        const QString refusal("NACK 3 ctrlpanelsvc \"Error: not ready\"\n");
+        for (const QString &expected : {refusal, refusal, QString("ACK 2 ctrlpanelsvc\n")})
+            QCOMPARE(peer({"ctrlpanelsvc", "register", "YES"}).output, expected);
+    }
+
+    // The router's log shows a get travelling both ways: the smallest demonstration that the
+    // whole chain works.
+    void routerLogsTheFramesOfAGet()
+    {
+        QCOMPARE(peer({"--name", "probe", "ctrlpanelsvc", "get", "WIFI_CONNECT_STATUS"}).exitCode,
+                 0);
+        const QRegularExpression request("probe\\s*->\\s*ctrlpanelsvc.*get");
+        const QRegularExpression reply("ctrlpanelsvc\\s*->\\s*probe.*get");
+        QVERIFY2(m_router.waitUntil(
+                     [&] {
+                         const QString log = m_router.standardError();
+                         return request.match(log).hasMatch() && reply.match(log).hasMatch();
+                     },
+                     5000),
+                 qPrintable(m_router.standardError()));
+        const QString log = m_router.standardError();
+        QVERIFY(request.match(log).capturedStart() < reply.match(log).capturedStart());
+    }
+
+    void scenarioRunsInOrderBeforeStandardInput()
+    {
+        QTemporaryFile scenario;
+        QVERIFY(scenario.open());
+        scenario.write("# paced steps\n"
+                       "send homepage ctrlpanelsvc 4 step one\n"
+                       "\n"
+                       "wait 300\n"
+                       "send bluetooth homepage 4 step two\n"
+                       "send ctrlpanelsvc bluetooth 4 step three\n");
+        scenario.close();
+
+        // A simulator of its own: the shared one holds the service names.
+        RouterProcess router;
+        SimulatorProcess simulator;
+        QVERIFY(router.start());
+        QVERIFY(simulator.start(router.port(), {"--scenario", scenario.fileName()}));
+        // Written while the scenario may still be waiting: runs after its last line.
+        QVERIFY(simulator.command("send homepage bluetooth 4 step four"));
+        QVERIFY(simulator.sync());
+
+        QStringList steps;
+        for (const QJsonObject &event : simulator.events()) {
+            if (event.value("event") == "sent")
+                steps << event.value("params").toString();
+        }
+        QCOMPARE(steps, (QStringList{"one", "two", "three", "four"}));
+    }
+};
+
+QTEST_GUILESS_MAIN(ToolsTest)
+#include "test_tools.moc"
