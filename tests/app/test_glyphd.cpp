@@ -1,15 +1,15 @@
-// The built daemon against the real router and simulator, on a private desktop with a
-// stand-in tray.
+// The daemon on a private desktop, set up as the end-to-end tests do it (session bus and Xvfb
+// from scripts/desktop/session.sh, the stand-in tray host sni_host.py): its wait for the
+// tray, and the built program against the real router and simulator.
+#include "app/csystemtraywaiter.h"
+#include "message/loopbackpeer.h"
 #include "routerprocess.h"
 #include "simulatorprocess.h"
-#include "trayhostfixture.h"
 
-#include <QDir>
-#include <QFile>
+#include <QDBusConnectionInterface>
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <csignal>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -17,8 +17,61 @@
 namespace {
 
 const char kRegisterWarning[] = "The system tray daemon could not register with the control panel.";
+const char kWatcher[] = "org.kde.StatusNotifierWatcher";
 
-// glyphd as a child of the test.
+// Prints "BUS-ADDRESS DISPLAY" once both are up, then starts the tray host on any input line.
+// Ended by SIGTERM, the shell stops all it started; killed, it takes them along anyway.
+const char kDesktopScript[] = R"(
+source "$1" || exit 1
+desktop_init
+desktop_start_bus && desktop_start_xvfb || exit 1
+echo "$DBUS_SESSION_BUS_ADDRESS $DISPLAY"
+while read -r _; do
+    desktop_spawn host "$DESKTOP_PYTHON" "$DESKTOP_SCRIPTS_DIR/sni_host.py"
+done
+)";
+
+class PrivateDesktop : public ManagedProcess
+{
+public:
+    PrivateDesktop()
+        : ManagedProcess(QStringLiteral("/bin/bash"))
+    {}
+    ~PrivateDesktop() override { stop(); }
+
+    bool start()
+    {
+        if (!launch({"-c", kDesktopScript, "bash", GLYPHD_SESSION_SCRIPT}) ||
+            !waitUntil([this] { return process().canReadLine(); }, 30000)) {
+            qWarning("no desktop: %s", qPrintable(standardError()));
+            return false;
+        }
+        const QStringList words = QString::fromUtf8(process().readLine()).trimmed().split(' ');
+        m_environment = QProcessEnvironment::systemEnvironment();
+        m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), words.value(0));
+        m_environment.insert(QStringLiteral("DISPLAY"), words.value(1));
+        m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        m_environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        m_environment.remove(QStringLiteral("NOTIFY_SOCKET"));
+        return QDBusConnection::connectToBus(words.value(0), QStringLiteral("desktop"))
+            .isConnected();
+    }
+    // Starts the host without waiting for it to come up.
+    void startHost()
+    {
+        process().write("host\n");
+        process().waitForBytesWritten(10000); // the caller may block without an event loop
+    }
+    bool hostIsUp() const { return bus().interface()->isServiceRegistered(kWatcher).value(); }
+
+    QDBusConnection bus() const { return QDBusConnection(QStringLiteral("desktop")); }
+    // What a program needs to use this desktop.
+    QProcessEnvironment environment() const { return m_environment; }
+
+private:
+    QProcessEnvironment m_environment;
+};
+
 class GlyphdProcess : public ManagedProcess
 {
 public:
@@ -28,21 +81,16 @@ public:
     bool start(const QStringList &args, const QProcessEnvironment &environment)
     {
         process().setProcessEnvironment(environment);
-        return launch(args);
+        return launch(QStringList{QStringLiteral("--no-daemon")} + args);
     }
-    // A detached daemon outlives the pipes of its parent: give it a file to write to.
-    void writeOutputTo(const QString &path)
+    // The exit status, -1 for a crash (qFatal aborts), -2 when still running.
+    int waitForExit()
     {
-        process().setStandardOutputFile(path);
-        process().setStandardErrorFile(path, QIODevice::Append);
+        if (!waitUntil([this] { return !isRunning(); }, 30000)) {
+            return -2;
+        }
+        return process().exitStatus() == QProcess::NormalExit ? process().exitCode() : -1;
     }
-    bool waitForExit(int timeoutMs = 30000)
-    {
-        return waitUntil([this] { return !isRunning(); }, timeoutMs);
-    }
-    int exitCode() { return process().exitCode(); }
-    QProcess::ExitStatus exitStatus() { return process().exitStatus(); }
-    QByteArray standardOutput() { return process().readAllStandardOutput(); }
 };
 
 // A unix datagram socket standing in for the service manager's notification socket.
@@ -50,19 +98,18 @@ class NotifySocket
 {
 public:
     NotifySocket()
+        : m_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
     {
-        m_path = m_dir.filePath(QStringLiteral("notify"));
-        m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
-        qstrncpy(address.sun_path, QFile::encodeName(m_path).constData(), sizeof address.sun_path);
+        qstrncpy(address.sun_path, QFile::encodeName(path()).constData(), sizeof address.sun_path);
         m_bound = bind(m_fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
     }
     ~NotifySocket() { close(m_fd); }
 
     bool isBound() const { return m_bound; }
-    QString path() const { return m_path; }
-    // What has arrived so far, one datagram per entry.
+    QString path() const { return m_dir.filePath(QStringLiteral("notify")); }
+    // Every datagram so far.
     QStringList read()
     {
         char buffer[4096];
@@ -75,8 +122,7 @@ public:
 
 private:
     QTemporaryDir m_dir;
-    QString m_path;
-    int m_fd = -1;
+    int m_fd;
     bool m_bound = false;
     QStringList m_datagrams;
 };
@@ -87,229 +133,182 @@ class TestGlyphd : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void init();
+    void initTestCase() { QVERIFY(m_desktop.start()); }
     void cleanup();
 
-    void rejectedCommandLine_data();
-    void rejectedCommandLine();
-    void portIsTakenAsWritten_data();
-    void portIsTakenAsWritten();
-    void registersRetriesOnNackAndServes();
-    void readyOnlyAfterTheControlPanelAccepted();
-    void endsCleanlyOnSigterm();
+    // In this order: the tray host comes up during the second.
+    void withoutSessionBusQtDecides();
+    void trayWaiterFindsALateHost();
+    void startupFailures_data();
+    void startupFailures();
+    void registersLocallyUnderItsName();
+    void registersWithTheControlPanelAndServes();
+    void readyWaitsForTheControlPanel();
     void lostRouterEndsWithStatusOne();
-    void daemonModeDetaches();
 
 private:
-    QStringList portArgs() const
-    {
-        return {QStringLiteral("--port"), QString::number(m_router->port())};
-    }
-    bool startDaemon(const QStringList &args);
+    bool startServices();
+    bool startGlyphd(const QStringList &args, NotifySocket *notify = nullptr);
+    QStringList portArgs() const { return {"--port", QString::number(m_router->port())}; }
 
-    TrayHostFixture m_desktop;
+    PrivateDesktop m_desktop;
     std::unique_ptr<RouterProcess> m_router;
     std::unique_ptr<SimulatorProcess> m_simulator;
     std::unique_ptr<GlyphdProcess> m_glyphd;
-    qint64 m_detachedPid = 0;
 };
-
-void TestGlyphd::initTestCase()
-{
-    QVERIFY(m_desktop.startAll());
-}
-
-void TestGlyphd::init()
-{
-    m_router = std::make_unique<RouterProcess>();
-    QVERIFY(m_router->start({QStringLiteral("--verbose")}));
-    m_simulator = std::make_unique<SimulatorProcess>();
-    QVERIFY(m_simulator->start(m_router->port()));
-    m_glyphd = std::make_unique<GlyphdProcess>();
-}
 
 void TestGlyphd::cleanup()
 {
     m_glyphd.reset();
-    if (m_detachedPid > 0) {
-        ::kill(pid_t(m_detachedPid), SIGKILL);
-        m_detachedPid = 0;
-    }
     m_simulator.reset();
     m_router.reset();
 }
 
-bool TestGlyphd::startDaemon(const QStringList &args)
+bool TestGlyphd::startServices()
 {
-    return m_glyphd->start(args, m_desktop.environment());
+    if (!m_desktop.hostIsUp()) {
+        m_desktop.startHost();
+        if (!m_desktop.waitUntil([this] { return m_desktop.hostIsUp(); }, 30000)) {
+            return false;
+        }
+    }
+    m_router = std::make_unique<RouterProcess>();
+    m_simulator = std::make_unique<SimulatorProcess>();
+    return m_router->start({QStringLiteral("--verbose")}) && m_simulator->start(m_router->port());
 }
 
-void TestGlyphd::rejectedCommandLine_data()
+bool TestGlyphd::startGlyphd(const QStringList &args, NotifySocket *notify)
+{
+    QProcessEnvironment environment = m_desktop.environment();
+    if (notify != nullptr) {
+        environment.insert(QStringLiteral("NOTIFY_SOCKET"), notify->path());
+    }
+    m_glyphd = std::make_unique<GlyphdProcess>();
+    return m_glyphd->start(args, environment);
+}
+
+void TestGlyphd::withoutSessionBusQtDecides()
+{
+    int qtChecks = 0;
+    glyphd::CSystemTrayWaiter waiter(QDBusConnection(QStringLiteral("never-connected")),
+                                     [&qtChecks] { return ++qtChecks > 0; });
+    QVERIFY(waiter.isTrayAvailable());
+    QCOMPARE(qtChecks, 1);
+}
+
+void TestGlyphd::trayWaiterFindsALateHost()
+{
+    int qtChecks = 0;
+    bool qtAnswer = true;
+    glyphd::CSystemTrayWaiter waiter(m_desktop.bus(), [&] {
+        ++qtChecks;
+        return qtAnswer;
+    });
+    QVERIFY(!waiter.isTrayAvailable()); // a session bus without a host: Qt is not asked
+    QCOMPARE(qtChecks, 0);
+
+    m_desktop.startHost();
+    waiter.waitForTray();
+    QVERIFY(m_desktop.hostIsUp());
+    QCOMPARE(qtChecks, 1);
+    qtAnswer = false; // e.g. a platform without tray support: Qt still has the last word
+    QVERIFY(!waiter.isTrayAvailable());
+}
+
+void TestGlyphd::startupFailures_data()
 {
     QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("complaint");
+    QTest::addColumn<QString>("reason");
+    QTest::addColumn<QString>("fatal");
     QTest::newRow("--host --port 5")
-        << QStringList{"--host", "--port", "5"} << "unknown option: '5'\n\n";
-    QTest::newRow("unknown option")
-        << QStringList{"--no-daemon", "--verbose"} << "unknown option: '--verbose'\n\n";
+        << QStringList{"--host", "--port", "5"} << "unknown option: '5'\n\n"
+        << "Could not parse commandline parameters.";
+    QTest::newRow("port taken as written")
+        << QStringList{"--port", "70000"} << "Can't connected 127.0.0.1 on port 70000\n"
+        << "Could not connect to clientmgr.";
 }
 
-void TestGlyphd::rejectedCommandLine()
+void TestGlyphd::startupFailures()
 {
     QFETCH(QStringList, arguments);
-    QFETCH(QString, complaint);
-    QVERIFY(startDaemon(arguments));
-    QVERIFY(m_glyphd->waitForExit());
-    QCOMPARE(m_glyphd->exitStatus(), QProcess::CrashExit); // qFatal aborts
-    QVERIFY2(m_glyphd->standardError().startsWith(complaint),
-             qPrintable(m_glyphd->standardError()));
-    QVERIFY(m_glyphd->standardError().contains("Could not parse commandline parameters."));
+    QFETCH(QString, reason);
+    QFETCH(QString, fatal);
+    QVERIFY(startServices());
+    QVERIFY(startGlyphd(arguments));
+    QCOMPARE(m_glyphd->waitForExit(), -1);
+    QVERIFY2(m_glyphd->standardError().contains(reason), qPrintable(m_glyphd->standardError()));
+    QVERIFY(m_glyphd->standardError().contains(fatal));
 }
 
-void TestGlyphd::portIsTakenAsWritten_data()
+// With a loopback socket as the router, the registration can be read as it is sent.
+void TestGlyphd::registersLocallyUnderItsName()
 {
-    QTest::addColumn<QString>("port");
-    QTest::newRow("above 65535") << "70000";
-    QTest::newRow("negative") << "-1";
+    QVERIFY(startServices());
+    LoopbackPeer router;
+    QVERIFY(startGlyphd({"--clientName", "tray2", "--port", QString::number(router.port())}));
+    Message registration;
+    QVERIFY(router.accept(30000) && router.readFrame(registration, 30000));
+    QCOMPARE(registration.command(), std::string("register"));
+    QCOMPARE(registration.source(), std::string("tray2"));
+    QCOMPARE(registration.destination(), std::string("clientmgr"));
+    QCOMPARE(registration.params(), std::string("local"));
 }
 
-void TestGlyphd::portIsTakenAsWritten()
+void TestGlyphd::registersWithTheControlPanelAndServes()
 {
-    QFETCH(QString, port);
-    QVERIFY(startDaemon({"--no-daemon", "--port", port}));
-    QVERIFY(m_glyphd->waitForExit());
-    QCOMPARE(m_glyphd->exitStatus(), QProcess::CrashExit);
-    QVERIFY2(m_glyphd->standardError().contains("Can't connected 127.0.0.1 on port " + port + "\n"),
-             qPrintable(m_glyphd->standardError()));
-    QVERIFY(m_glyphd->standardError().contains("Could not connect to clientmgr."));
-}
+    QVERIFY(startServices());
+    NotifySocket notify;
+    QVERIFY(notify.isBound());
+    QVERIFY(m_simulator->command(QStringLiteral("mode register nack 2")) && m_simulator->sync());
+    QVERIFY(startGlyphd(portArgs(), &notify));
 
-void TestGlyphd::registersRetriesOnNackAndServes()
-{
-    QVERIFY(m_simulator->command(QStringLiteral("mode register nack 1")));
-    // A trailing --port keeps the value given before it.
-    QVERIFY(startDaemon(QStringList{"--no-daemon"} + portArgs() + QStringList{"--port"}));
-
-    QJsonObject refused, accepted;
-    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "register", 30000, &refused));
-    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "register", 30000, &accepted));
-    QCOMPARE(accepted.value("from").toString(), QStringLiteral("glyphd"));
-    QCOMPARE(accepted.value("params").toString(), QStringLiteral("YES"));
-    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "get", 30000)); // items ask afterwards
-    QCOMPARE(m_glyphd->standardError().count(kRegisterWarning), 1);
-    QVERIFY(!m_simulator->waitForRecv("ctrlpanelsvc", "register", 300));
+    QVERIFY(m_glyphd->waitUntil([&] { return !notify.read().isEmpty(); }, 30000));
+    QCOMPARE(notify.read(), QStringList{"READY=1"});
+    for (int attempt = 0; attempt < 3; ++attempt) { // two refused, then accepted
+        QJsonObject registration;
+        QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "register", 10000, &registration));
+        QCOMPARE(registration.value("from").toString(), QStringLiteral("glyphd"));
+        QCOMPARE(registration.value("params").toString(), QStringLiteral("YES"));
+    }
+    // Retrying stopped at the ACK: only then do the items ask for their values.
+    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "get", 10000));
+    QTRY_COMPARE(m_glyphd->standardError().count(kRegisterWarning), 2);
 
     // An unsolicited command is refused with its own sequence number.
     QVERIFY(m_simulator->command(QStringLiteral("send homepage glyphd 1 frobnicate 1")));
     QJsonObject sent, nack;
     QVERIFY(m_simulator->waitForEvent("sent", "frobnicate", 10000, &sent));
-    QVERIFY(m_simulator->waitForEvent(
-        [](const QJsonObject &event) {
-            return event.value("event") == "recv" && event.value("to") == "homepage" &&
-                   event.value("command") == "frobnicate";
-        },
-        10000, &nack));
+    QVERIFY(m_simulator->waitForRecv("homepage", "frobnicate", 10000, &nack));
     QCOMPARE(nack.value("type").toInt(), 3);
     QCOMPARE(nack.value("from").toString(), QStringLiteral("glyphd"));
     QCOMPARE(nack.value("params").toString(), QStringLiteral("\"CMD not supported\""));
     QCOMPARE(nack.value("seqn"), sent.value("seqn"));
 
-    QProcess peer;
-    peer.start(ManagedProcess::programPath("msgpeer"),
-               QStringList{"--port", QString::number(m_router->port()), "glyphd", "whatever"});
-    QVERIFY(peer.waitForFinished(30000));
-    QCOMPARE(QString::fromUtf8(peer.readAllStandardOutput()).trimmed(),
-             QStringLiteral("NACK 3 glyphd \"CMD not supported\""));
-}
-
-void TestGlyphd::readyOnlyAfterTheControlPanelAccepted()
-{
-    NotifySocket notifySocket;
-    QVERIFY(notifySocket.isBound());
-    QVERIFY(m_simulator->command(QStringLiteral("mode register nack 3")));
-    QProcessEnvironment environment = m_desktop.environment();
-    environment.insert(QStringLiteral("NOTIFY_SOCKET"), notifySocket.path());
-    QVERIFY(m_glyphd->start(QStringList{"--no-daemon"} + portArgs(), environment));
-
-    QVERIFY(m_glyphd->waitUntil([&] { return !notifySocket.read().isEmpty(); }, 30000));
-    QCOMPARE(notifySocket.read(), QStringList{"READY=1"});
-    // By then the control panel has seen three refused attempts and the accepted one, and
-    // the items have asked for their values.
-    for (int attempt = 0; attempt < 4; ++attempt) {
-        QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "register", 5000));
-    }
-    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "get", 5000));
-    QCOMPARE(m_glyphd->standardError().count(kRegisterWarning), 3);
-}
-
-void TestGlyphd::endsCleanlyOnSigterm()
-{
-    QVERIFY(startDaemon(QStringList{"--no-daemon"} + portArgs()));
-    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "get", 30000));
-    QVERIFY(m_router->standardError().contains("registered as glyphd"));
-
     QCOMPARE(m_glyphd->stop(30000), 0);
-    QVERIFY2(m_router->waitForStandardError("unregistered", 10000),
+    QVERIFY2(m_router->waitForStandardError("(glyphd) unregistered", 10000),
              qPrintable(m_router->standardError()));
+}
+
+// Start-up is complete only once the control panel has answered.
+void TestGlyphd::readyWaitsForTheControlPanel()
+{
+    QVERIFY(startServices());
+    NotifySocket notify;
+    QVERIFY(notify.isBound());
+    QVERIFY(m_simulator->command(QStringLiteral("mode register silent")) && m_simulator->sync());
+    QVERIFY(startGlyphd(portArgs(), &notify));
+    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "register", 30000));
+    QVERIFY(m_glyphd->isRunning());
+    QCOMPARE(notify.read(), QStringList());
 }
 
 void TestGlyphd::lostRouterEndsWithStatusOne()
 {
-    QVERIFY(startDaemon(QStringList{"--no-daemon"} + portArgs()));
+    QVERIFY(startServices());
+    QVERIFY(startGlyphd(portArgs()));
     QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "get", 30000));
-
     m_router->kill();
-
-    QVERIFY(m_glyphd->waitForExit());
-    QCOMPARE(m_glyphd->exitStatus(), QProcess::NormalExit);
-    QCOMPARE(m_glyphd->exitCode(), 1);
-}
-
-void TestGlyphd::daemonModeDetaches()
-{
-    const QString name =
-        QStringLiteral("glyphd-detached-%1").arg(QCoreApplication::applicationPid());
-    QTemporaryDir logDir;
-    m_glyphd->writeOutputTo(logDir.filePath("glyphd.log"));
-    QVERIFY(startDaemon(QStringList{"--clientName", name} + portArgs()));
-    QVERIFY(m_glyphd->waitForExit(10000)); // the parent returns at once
-    QCOMPARE(m_glyphd->exitStatus(), QProcess::NormalExit);
-    QCOMPARE(m_glyphd->exitCode(), 0);
-
-    QJsonObject registration;
-    QVERIFY(m_simulator->waitForEvent(
-        [&name](const QJsonObject &event) {
-            return event.value("event") == "recv" && event.value("command") == "register" &&
-                   event.value("from") == name;
-        },
-        30000, &registration));
-
-    // Find the detached daemon by its unique client name.
-    const QByteArray marker = name.toUtf8();
-    for (const QString &entry : QDir("/proc").entryList(QDir::Dirs)) {
-        bool isPid = false;
-        const qint64 pid = entry.toLongLong(&isPid);
-        QFile cmdline("/proc/" + entry + "/cmdline");
-        if (isPid && cmdline.open(QIODevice::ReadOnly) && cmdline.readAll().contains(marker)) {
-            m_detachedPid = pid;
-        }
-    }
-    QVERIFY(m_detachedPid > 0);
-    QCOMPARE(QFile::symLinkTarget("/proc/" + QString::number(m_detachedPid) + "/cwd"),
-             QStringLiteral("/"));
-    const pid_t session = getsid(pid_t(m_detachedPid));
-    QVERIFY(session > 0);
-    QVERIFY(session != getsid(0));
-    QVERIFY(session != pid_t(m_detachedPid)); // not a session leader: no terminal again
-
-    ::kill(pid_t(m_detachedPid), SIGTERM);
-    QVERIFY(m_router->waitForStandardError("unregistered", 20000));
-    QTRY_VERIFY_WITH_TIMEOUT(
-        !QFile::exists("/proc/" + QString::number(m_detachedPid) + "/cwd") ||
-            QFile::symLinkTarget("/proc/" + QString::number(m_detachedPid) + "/cwd").isEmpty(),
-        20000);
-    m_detachedPid = 0;
+    QCOMPARE(m_glyphd->waitForExit(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestGlyphd)
