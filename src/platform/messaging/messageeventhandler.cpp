@@ -25,8 +25,7 @@ public:
     explicit MessageEvent(Message *message)
         : QEvent(eventType())
         , m_message(message)
-    {
-    }
+    {}
 
     Message *message() const { return m_message.get(); }
 
