@@ -76,6 +76,8 @@ void TestDataItemLive::requestValue_data()
     QTest::addColumn<QByteArray>("refusal"); // the reply's text, when there is no value
     QTest::newRow("number") << "ack" << QByteArray("VNC_USERS") << QByteArray("3") << QByteArray();
     QTest::newRow("empty") << "ack" << QByteArray("FLASH_FORMAT") << QByteArray() << QByteArray();
+    QTest::newRow("no parameters")
+        << "empty" << QByteArray("VNC_USERS") << QByteArray() << QByteArray();
     QTest::newRow("phrase with comma") << "ack" << QByteArray("FAN_ALARM_STATUS")
                                        << QByteArray("FAN ALARM, FAULT") << QByteArray();
     QTest::newRow("unknown key") << "ack" << QByteArray("NO_SUCH_KEY") << QByteArray()

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <chrono>
 #include <climits>
+#include <map>
 
 namespace {
 
@@ -124,6 +125,8 @@ Message *Simulator::replyToGet(const Message &request)
         return nullptr;
     case GetMode::NAck:
         return Message::createNAckMessage(&request, "\"Error: not available\"");
+    case GetMode::Empty:
+        return Message::createAckMessage(&request, std::string());
     case GetMode::Ack:
         break;
     }
@@ -215,8 +218,12 @@ void Simulator::commandMode(CommandWords &words)
     const std::string how = words.word();
     long nacks = 0;
     std::lock_guard<std::mutex> lock(m_stateMutex);
-    if (what == "get" && (how == "ack" || how == "nack" || how == "silent")) {
-        m_getMode = how == "ack" ? GetMode::Ack : how == "nack" ? GetMode::NAck : GetMode::Silent;
+    static const std::map<std::string, GetMode> getModes = {{"ack", GetMode::Ack},
+                                                            {"empty", GetMode::Empty},
+                                                            {"nack", GetMode::NAck},
+                                                            {"silent", GetMode::Silent}};
+    if (what == "get" && getModes.count(how) != 0) {
+        m_getMode = getModes.at(how);
     } else if (what == "register" && (how == "ack" || how == "silent")) {
         m_registerMode = how == "ack" ? RegisterMode::Ack : RegisterMode::Silent;
         m_registerNAcksLeft = 0;
@@ -225,7 +232,7 @@ void Simulator::commandMode(CommandWords &words)
         m_registerMode = RegisterMode::Ack;
         m_registerNAcksLeft = nacks;
     } else {
-        m_output.error("usage: mode get ack|nack|silent, mode register ack|silent|nack N");
+        m_output.error("usage: mode get ack|empty|nack|silent, mode register ack|silent|nack N");
     }
 }
 

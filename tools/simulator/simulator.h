@@ -40,7 +40,7 @@ public:
     void execute(const std::string &line);
 
 private:
-    enum class GetMode { Ack, NAck, Silent };
+    enum class GetMode { Ack, Empty, NAck, Silent };
     enum class RegisterMode { Ack, Silent };
 
     struct Service
