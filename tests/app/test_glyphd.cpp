@@ -72,25 +72,23 @@ private:
     QProcessEnvironment m_environment;
 };
 
+// glyphd in the foreground, on the private desktop.
 class GlyphdProcess : public ManagedProcess
 {
 public:
-    GlyphdProcess()
+    GlyphdProcess(const QStringList &args, const QProcessEnvironment &environment)
         : ManagedProcess(QStringLiteral("glyphd"))
-    {}
-    bool start(const QStringList &args, const QProcessEnvironment &environment)
     {
         process().setProcessEnvironment(environment);
-        return launch(QStringList{QStringLiteral("--no-daemon")} + args);
+        started = launch(QStringList{QStringLiteral("--no-daemon")} + args);
     }
-    // The exit status, -1 for a crash (qFatal aborts), -2 when still running.
-    int waitForExit()
+    // The exit status once it has ended by itself; -1 for a crash (qFatal aborts).
+    int exitStatus()
     {
-        if (!waitUntil([this] { return !isRunning(); }, 30000)) {
-            return -2;
-        }
-        return process().exitStatus() == QProcess::NormalExit ? process().exitCode() : -1;
+        return waitUntil([this] { return !isRunning(); }, 30000) ? stop() : -2;
     }
+
+    bool started = false;
 };
 
 // A unix datagram socket standing in for the service manager's notification socket.
@@ -98,7 +96,6 @@ class NotifySocket
 {
 public:
     NotifySocket()
-        : m_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
     {
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
@@ -106,23 +103,20 @@ public:
         m_bound = bind(m_fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
     }
     ~NotifySocket() { close(m_fd); }
-
-    bool isBound() const { return m_bound; }
     QString path() const { return m_dir.filePath(QStringLiteral("notify")); }
-    // Every datagram so far.
+    // Every datagram so far; "unbound" when the socket could not be set up.
     QStringList read()
     {
         char buffer[4096];
-        ssize_t size;
-        while ((size = recv(m_fd, buffer, sizeof buffer, 0)) > 0) {
+        for (ssize_t size; (size = recv(m_fd, buffer, sizeof buffer, 0)) > 0;) {
             m_datagrams.append(QString::fromUtf8(buffer, int(size)));
         }
-        return m_datagrams;
+        return m_bound ? m_datagrams : QStringList{QStringLiteral("unbound")};
     }
 
 private:
     QTemporaryDir m_dir;
-    int m_fd;
+    const int m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     bool m_bound = false;
     QStringList m_datagrams;
 };
@@ -136,8 +130,7 @@ private slots:
     void initTestCase() { QVERIFY(m_desktop.start()); }
     void cleanup();
 
-    // In this order: the tray host comes up during the second.
-    void withoutSessionBusQtDecides();
+    // First: the tray host comes up during it.
     void trayWaiterFindsALateHost();
     void startupFailures_data();
     void startupFailures();
@@ -166,12 +159,6 @@ void TestGlyphd::cleanup()
 
 bool TestGlyphd::startServices()
 {
-    if (!m_desktop.hostIsUp()) {
-        m_desktop.startHost();
-        if (!m_desktop.waitUntil([this] { return m_desktop.hostIsUp(); }, 30000)) {
-            return false;
-        }
-    }
     m_router = std::make_unique<RouterProcess>();
     m_simulator = std::make_unique<SimulatorProcess>();
     return m_router->start({QStringLiteral("--verbose")}) && m_simulator->start(m_router->port());
@@ -179,27 +166,31 @@ bool TestGlyphd::startServices()
 
 bool TestGlyphd::startGlyphd(const QStringList &args, NotifySocket *notify)
 {
+    if (!m_desktop.hostIsUp()) {
+        m_desktop.startHost();
+        if (!m_desktop.waitUntil([this] { return m_desktop.hostIsUp(); }, 30000)) {
+            return false;
+        }
+    }
     QProcessEnvironment environment = m_desktop.environment();
     if (notify != nullptr) {
         environment.insert(QStringLiteral("NOTIFY_SOCKET"), notify->path());
     }
-    m_glyphd = std::make_unique<GlyphdProcess>();
-    return m_glyphd->start(args, environment);
-}
-
-void TestGlyphd::withoutSessionBusQtDecides()
-{
-    int qtChecks = 0;
-    glyphd::CSystemTrayWaiter waiter(QDBusConnection(QStringLiteral("never-connected")),
-                                     [&qtChecks] { return ++qtChecks > 0; });
-    QVERIFY(waiter.isTrayAvailable());
-    QCOMPARE(qtChecks, 1);
+    m_glyphd = std::make_unique<GlyphdProcess>(args, environment);
+    return m_glyphd->started;
 }
 
 void TestGlyphd::trayWaiterFindsALateHost()
 {
     int qtChecks = 0;
     bool qtAnswer = true;
+    // Without a session bus (an X11 tray) Qt alone decides.
+    glyphd::CSystemTrayWaiter noBus(QDBusConnection(QStringLiteral("never-connected")),
+                                    [&qtChecks] { return ++qtChecks > 0; });
+    QVERIFY(noBus.isTrayAvailable());
+    QCOMPARE(qtChecks, 1);
+
+    qtChecks = 0;
     glyphd::CSystemTrayWaiter waiter(m_desktop.bus(), [&] {
         ++qtChecks;
         return qtAnswer;
@@ -233,9 +224,8 @@ void TestGlyphd::startupFailures()
     QFETCH(QStringList, arguments);
     QFETCH(QString, reason);
     QFETCH(QString, fatal);
-    QVERIFY(startServices());
     QVERIFY(startGlyphd(arguments));
-    QCOMPARE(m_glyphd->waitForExit(), -1);
+    QCOMPARE(m_glyphd->exitStatus(), -1);
     QVERIFY2(m_glyphd->standardError().contains(reason), qPrintable(m_glyphd->standardError()));
     QVERIFY(m_glyphd->standardError().contains(fatal));
 }
@@ -243,7 +233,6 @@ void TestGlyphd::startupFailures()
 // With a loopback socket as the router, the registration can be read as it is sent.
 void TestGlyphd::registersLocallyUnderItsName()
 {
-    QVERIFY(startServices());
     LoopbackPeer router;
     QVERIFY(startGlyphd({"--clientName", "tray2", "--port", QString::number(router.port())}));
     Message registration;
@@ -258,7 +247,6 @@ void TestGlyphd::registersWithTheControlPanelAndServes()
 {
     QVERIFY(startServices());
     NotifySocket notify;
-    QVERIFY(notify.isBound());
     QVERIFY(m_simulator->command(QStringLiteral("mode register nack 2")) && m_simulator->sync());
     QVERIFY(startGlyphd(portArgs(), &notify));
 
@@ -294,7 +282,6 @@ void TestGlyphd::readyWaitsForTheControlPanel()
 {
     QVERIFY(startServices());
     NotifySocket notify;
-    QVERIFY(notify.isBound());
     QVERIFY(m_simulator->command(QStringLiteral("mode register silent")) && m_simulator->sync());
     QVERIFY(startGlyphd(portArgs(), &notify));
     QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "register", 30000));
@@ -308,7 +295,7 @@ void TestGlyphd::lostRouterEndsWithStatusOne()
     QVERIFY(startGlyphd(portArgs()));
     QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "get", 30000));
     m_router->kill();
-    QCOMPARE(m_glyphd->waitForExit(), 1);
+    QCOMPARE(m_glyphd->exitStatus(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestGlyphd)

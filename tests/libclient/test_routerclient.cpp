@@ -219,9 +219,7 @@ void TestRouterClient::registrationParameters()
     QVERIFY(registration.seqn() != 0);
     QTEST(QString::fromStdString(registration.params()), "params");
     QCOMPARE(unregistration.command(), std::string("unregister"));
-    QCOMPARE(unregistration.destination(), std::string("clientmgr"));
     QCOMPARE(unregistration.seqn(), 0u); // nobody waits for the answer
-    QVERIFY(!client.isConnected() && !client.disconnect());
 }
 
 void TestRouterClient::replyEndsTheWait_data()
