@@ -11,6 +11,18 @@ bool always(const InstrumentConfiguration &)
     return true;
 }
 
+// A QRX4400 has a fan alarm instead of the battery, and a QRX4400 on a rab has neither.
+bool hasFanAlarm(const InstrumentConfiguration &configuration)
+{
+    return configuration.qrx4400 && !configuration.rab;
+}
+
+// Everything but a QRX4400: battery, Bluetooth, audio, Wi-Fi, GPS and clock source.
+bool isNotQrx4400(const InstrumentConfiguration &configuration)
+{
+    return !configuration.qrx4400;
+}
+
 template<class Item>
 CSystemTrayDataItem *create(SyncSenderClient *client, QObject *application)
 {
@@ -21,12 +33,34 @@ CSystemTrayDataItem *create(SyncSenderClient *client, QObject *application)
 
 const QVector<TrayItemRow> &trayItemTable()
 {
-    // A QRX4400 shows a fan alarm instead of the battery (neither on a rab) and has no
-    // Bluetooth, audio, Wi-Fi, GPS or clock source.
     static const QVector<TrayItemRow> table = {
-        {always, create<CVncSystemTrayDataItem>},
+        {"CFanSystemTrayDataItem", hasFanAlarm, nullptr},
+        {"CBatterySystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CNtpSystemTrayDataItem", always, nullptr},
+        {"CUsbFlashSystemTrayDataItem", always, nullptr},
+        {"CVncSystemTrayDataItem", always, create<CVncSystemTrayDataItem>},
+        {"CBluetoothSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CAudioSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CR7300mSystemTrayDataItem", always, nullptr},
+        {"CVellumSystemTrayDataItem", always, nullptr},
+        {"CJobManagerSystemTrayDataItem", always, nullptr},
+        {"CWifiSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CGpsSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CClockSourceTrayDataItem", isNotQrx4400, nullptr},
+        {"CVflSystemTrayDataItem", always, nullptr},
     };
     return table;
+}
+
+QStringList wantedTrayItems(const InstrumentConfiguration &configuration)
+{
+    QStringList classes;
+    for (const TrayItemRow &row : trayItemTable()) {
+        if (row.wanted(configuration)) {
+            classes.append(QLatin1String(row.className));
+        }
+    }
+    return classes;
 }
 
 } // namespace glyphd

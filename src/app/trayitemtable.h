@@ -3,6 +3,7 @@
 #include "app/instrumentconfiguration.h"
 
 #include <QObject>
+#include <QStringList>
 #include <QVector>
 
 class SyncSenderClient;
@@ -11,9 +12,11 @@ namespace glyphd {
 
 class CSystemTrayDataItem;
 
-// One tray item the daemon may create: when, and how.
+// One tray item the daemon may create: which, when, and how. An item whose class is not
+// built yet has no factory: its row holds its place in the order and is skipped.
 struct TrayItemRow
 {
+    const char *className;
     bool (*wanted)(const InstrumentConfiguration &configuration);
     CSystemTrayDataItem *(*create)(SyncSenderClient *client, QObject *application);
 };
@@ -21,5 +24,9 @@ struct TrayItemRow
 // Every item in creation order. The order is also the order in which the items are offered
 // messages (the first that accepts one gets it), initialised and added to the tray.
 const QVector<TrayItemRow> &trayItemTable();
+
+// The classes of the items an instrument of this configuration shows, in creation order,
+// whether or not they are built yet.
+QStringList wantedTrayItems(const InstrumentConfiguration &configuration);
 
 } // namespace glyphd
