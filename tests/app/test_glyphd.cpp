@@ -2,7 +2,7 @@
 // from scripts/desktop/session.sh, the stand-in tray host sni_host.py): its wait for the
 // tray, and the built program against the real router and simulator.
 #include "app/csystemtraywaiter.h"
-#include "message/loopbackpeer.h"
+#include "support/loopbackpeer.h"
 #include "routerprocess.h"
 #include "simulatorprocess.h"
 

@@ -2,7 +2,7 @@
 // synchronous requests, time-outs, fan-out, the default answer and concurrent use through the
 // real router.
 #include "libclient/messagehandlerclient.h"
-#include "message/loopbackpeer.h"
+#include "support/loopbackpeer.h"
 #include "routerprocess.h"
 
 #include <QMutex>
