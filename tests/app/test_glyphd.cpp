@@ -2,9 +2,10 @@
 // from scripts/desktop/session.sh, the stand-in tray host sni_host.py): its wait for the
 // tray, and the built program against the real router and simulator.
 #include "app/csystemtraywaiter.h"
-#include "support/loopbackpeer.h"
+#include "msgpeerrun.h"
 #include "routerprocess.h"
 #include "simulatorprocess.h"
+#include "support/loopbackpeer.h"
 
 #include <QDBusConnectionInterface>
 #include <QTemporaryDir>
@@ -137,6 +138,7 @@ private slots:
     void registersLocallyUnderItsName();
     void registersWithTheControlPanelAndServes();
     void readyWaitsForTheControlPanel();
+    void exitCommandEndsWithStatusZero();
     void lostRouterEndsWithStatusOne();
 
 private:
@@ -287,6 +289,19 @@ void TestGlyphd::readyWaitsForTheControlPanel()
     QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "register", 30000));
     QVERIFY(m_glyphd->isRunning());
     QCOMPARE(notify.read(), QStringList());
+}
+
+void TestGlyphd::exitCommandEndsWithStatusZero()
+{
+    QVERIFY(startServices());
+    QVERIFY(startGlyphd(portArgs()));
+    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "get", 30000));
+    const MsgPeerResult exit = runMsgPeer(m_router->port(), {"glyphd", "exit"});
+    QCOMPARE(exit.exitCode, 0);
+    QVERIFY2(exit.output.startsWith(QStringLiteral("ACK 2 glyphd")), qPrintable(exit.output));
+    QCOMPARE(m_glyphd->exitStatus(), 0);
+    QVERIFY2(m_router->waitForStandardError("(glyphd) unregistered", 10000),
+             qPrintable(m_router->standardError()));
 }
 
 void TestGlyphd::lostRouterEndsWithStatusOne()
