@@ -2,8 +2,8 @@
 // synchronous requests, time-outs, fan-out, the default answer and concurrent use through the
 // real router.
 #include "libclient/messagehandlerclient.h"
-#include "support/loopbackpeer.h"
 #include "routerprocess.h"
+#include "support/loopbackpeer.h"
 
 #include <QMutex>
 #include <QtTest>
