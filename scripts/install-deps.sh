@@ -15,7 +15,7 @@ packages=(
   # buses and desktops for the end-to-end tests and the demo
   dbus dbus-daemon python3 python3-dbus python3-gi
   sway waybar mako-notifier grim imagemagick libwayland-dev wayland-protocols
-  xvfb x11-utils util-linux procps fonts-dejavu-core
+  xvfb x11-utils util-linux procps fontconfig fonts-dejavu-core libwayland-bin
 )
 
 missing=()
