@@ -5,6 +5,7 @@
 #include "app/trayitemtable.h"
 #include "platform/messaging/exitmessagehandler.h"
 #include "tray/csystemtraydataitem.h"
+#include "tray/servicenames.h"
 
 #include <memory>
 
@@ -12,7 +13,6 @@ namespace glyphd {
 
 namespace {
 
-const char kControlPanelService[] = "ctrlpanelsvc";
 // A silent control panel is taken as agreement after this long.
 const int kControlPanelRegistrationTimeoutMs = 300000;
 

@@ -4,6 +4,7 @@
 #include "platform/message/message.h"
 #include "platform/message/stringparam_scpi.h"
 #include "platform/message/syncsenderclient.h"
+#include "servicenames.h"
 
 #include <QtDebug>
 
@@ -13,9 +14,6 @@
 namespace glyphd {
 
 namespace {
-
-const std::string controlPanelService = "ctrlpanelsvc";
-const std::string homePageService = "homepage";
 
 // The control panel answers from memory; a value that takes longer is not worth blocking the
 // user interface for.
@@ -43,7 +41,7 @@ void CSystemTrayDataItem::onIconClicked()
     std::unique_ptr<Message> request(
         Message::createMessage("raise_screen", m_screenName.toUtf8().toStdString()));
     std::unique_ptr<Message> reply(
-        m_client->sendAndWait(homePageService, request.get(), raiseScreenTimeoutMs));
+        m_client->sendAndWait(kHomePageService, request.get(), raiseScreenTimeoutMs));
 }
 
 void CSystemTrayDataItem::slotIconClicked()
@@ -60,9 +58,9 @@ void CSystemTrayDataItem::attachTrayIcon(CSystemTrayIcon *icon, const QString &s
 QByteArray CSystemTrayDataItem::requestValue(const QByteArray &key, bool *ok)
 {
     std::unique_ptr<Message> request(Message::createMessage("get", key.toStdString()));
-    request->setDestination(controlPanelService);
+    request->setDestination(kControlPanelService);
     std::unique_ptr<Message> reply(
-        m_client->sendAndWait(controlPanelService, request.get(), valueRequestTimeoutMs));
+        m_client->sendAndWait(kControlPanelService, request.get(), valueRequestTimeoutMs));
     request.reset();
 
     if (!reply) {
@@ -84,7 +82,7 @@ QByteArray CSystemTrayDataItem::requestValue(const QByteArray &key, bool *ok)
 
 bool CSystemTrayDataItem::acceptsNotification(const Message *message, const char *keyPrefix)
 {
-    return message->source() == controlPanelService &&
+    return message->source() == kControlPanelService &&
            message->type() == MessageType::Notification && paramsBeginWith(message, keyPrefix);
 }
 
