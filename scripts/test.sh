@@ -2,7 +2,8 @@
 # Installs what is missing, then builds and runs the whole test suite:
 # the release build with every test (end-to-end desktop tests included), the ASan+UBSan and
 # TSan builds with the tests that do not need a desktop, and a bounded libFuzzer run of the
-# frame decoder and the parameter reader.
+# frame decoder and the parameter reader. The sanitizers' runtime options (leak and race
+# suppressions for the uninstrumented Qt) come with the asan and tsan test presets.
 #   FUZZ_SECONDS=N  how long each fuzzer runs (default 60)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -44,12 +45,9 @@ done
 step "tests (release, all)"
 run_ctest release
 step "tests (ASan + UBSan, without the full desktop)"
-ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
-UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-    run_ctest asan -LE desktop
+run_ctest asan -LE desktop
 step "tests (TSan, unit and integration)"
-TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 ignore_noninstrumented_modules=1 suppressions=$PWD/tests/tsan.supp" \
-    run_ctest tsan -L 'unit|integration'
+run_ctest tsan -L 'unit|integration'
 
 step "fuzz (${fuzz_seconds}s per target)"
 cmake --preset fuzz >/dev/null

@@ -14,12 +14,6 @@ E2E_BIN="${GLYPHD_BIN_DIR:-$E2E_ROOT/build/e2e/bin}"
 E2E_ICONS="${GLYPHD_ICON_DIR:-$E2E_ROOT/build/e2e/resources/icons}"
 E2E_TRAYCTL=("$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/trayctl.py")
 E2E_PICTURE=("$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/picture.py")
-# For sanitizer builds: full stacks, so that the leaks of Qt's Wayland plugin can be told from
-# the program's own and suppressed; ignored by other builds.
-E2E_SANITIZER_ENV=(
-    "ASAN_OPTIONS=${ASAN_OPTIONS:+$ASAN_OPTIONS:}fast_unwind_on_malloc=0"
-    "LSAN_OPTIONS=${LSAN_OPTIONS:+$LSAN_OPTIONS:}suppressions=$E2E_DIR/lsan-qtwayland.supp:print_suppressions=0"
-)
 # Generous bounds: the machine is small and shared.
 E2E_WAIT=20
 
@@ -103,7 +97,7 @@ e2e_sim_saw() {
 # e2e_start_glyphd QPA_PLATFORM: the daemon in the foreground of its own process, on the
 # test's router.
 e2e_start_glyphd() {
-    desktop_spawn glyphd env QT_QPA_PLATFORM="$1" "${E2E_SANITIZER_ENV[@]}" "$E2E_BIN/glyphd" \
+    desktop_spawn glyphd env QT_QPA_PLATFORM="$1" "$E2E_BIN/glyphd" \
         --no-daemon --host 127.0.0.1 --port "$E2E_PORT"
 }
 
