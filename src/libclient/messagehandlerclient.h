@@ -143,7 +143,6 @@ public:
     void setDefaultHandler(MessageHandler *handler);
 
     int handlerCount();
-    int pendingCount() const { return m_pendingReplies.size(); }
 
 private:
     using Lock = SanitizerVisibleLock<Mutex>;
