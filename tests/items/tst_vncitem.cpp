@@ -1,4 +1,5 @@
 #include "items/cvncsystemtraydataitem.h"
+#include "items/itemtesting.h"
 #include "tray/csystemtrayicon.h"
 #include "tray/liveinstrument.h"
 
@@ -26,27 +27,15 @@ private slots:
     void startsWithControlPanelValueAndRaisesRemoteScreen();
 
 private:
-    CSystemTrayIcon *icon() const { return m_iconOwner->findChild<CSystemTrayIcon *>(); }
-
-    // Offers a notification as the router client's receive thread does; true when the item
-    // took it (it is then processed before this returns).
+    CSystemTrayIcon *icon() const { return m_item->icon(); }
     bool offer(const QByteArray &params, const char *source = "ctrlpanelsvc",
                MessageType type = MessageType::Notification)
     {
-        std::unique_ptr<Message> message(
-            Message::createNotification("notify", params.toStdString()));
-        message->setSource(source);
-        message->setType(type);
-        if (!m_item->acceptsMessage(message.get()))
-            return false;
-        m_item->handle(message.release());
-        QCoreApplication::sendPostedEvents(m_item.get());
-        return true;
+        return m_item->offer(params, source, type);
     }
 
     LiveInstrument m_live;
-    std::unique_ptr<QObject> m_iconOwner;
-    std::unique_ptr<CVncSystemTrayDataItem> m_item;
+    std::unique_ptr<ItemUnderTest<CVncSystemTrayDataItem>> m_item;
 };
 
 void TestVncItem::initTestCase()
@@ -56,8 +45,7 @@ void TestVncItem::initTestCase()
 
 void TestVncItem::init()
 {
-    m_iconOwner = std::make_unique<QObject>();
-    m_item = std::make_unique<CVncSystemTrayDataItem>(m_live.client.get(), m_iconOwner.get());
+    m_item = std::make_unique<ItemUnderTest<CVncSystemTrayDataItem>>(m_live.client.get());
     QCOMPARE(icon()->state(), 0);
     QVERIFY(!icon()->isVisible());
 }
@@ -65,7 +53,6 @@ void TestVncItem::init()
 void TestVncItem::cleanup()
 {
     m_item.reset();
-    m_iconOwner.reset();
 }
 
 void TestVncItem::notificationSelectsState_data()
@@ -128,8 +115,8 @@ void TestVncItem::sameStateDoesNotRefresh()
 
 void TestVncItem::startsWithControlPanelValueAndRaisesRemoteScreen()
 {
-    LiveInstrument::Registration registration(*m_live.client, m_item.get());
-    m_item->initialize();
+    LiveInstrument::Registration registration(*m_live.client, m_item->item());
+    (*m_item)->initialize();
     QCOMPARE(icon()->state(), 10);
     QVERIFY(icon()->isVisible());
 
