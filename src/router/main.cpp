@@ -1,6 +1,8 @@
 #include "router/router.h"
 #include "router/routeroptions.h"
 
+#include <systemd/sd-daemon.h>
+
 #include <csignal>
 #include <cstdio>
 #include <string>
@@ -48,6 +50,8 @@ int main(int argc, char *argv[])
     sigaction(SIGTERM, &action, nullptr);
 
     std::fprintf(stderr, "clientmgr: listening on %s:%d\n", options.host.c_str(), router.port());
+    // Under a service manager, clients ordered after the router may connect from now on.
+    sd_notify(0, "READY=1");
     const bool ok = router.run();
 
     g_router = nullptr;

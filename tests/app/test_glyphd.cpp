@@ -2,125 +2,19 @@
 // from scripts/desktop/session.sh, the stand-in tray host sni_host.py): its wait for the
 // tray, and the built program against the real router and simulator.
 #include "app/csystemtraywaiter.h"
+#include "daemonprocess.h"
 #include "msgpeerrun.h"
+#include "notifysocket.h"
+#include "privatedesktop.h"
 #include "routerprocess.h"
 #include "simulatorprocess.h"
 #include "support/loopbackpeer.h"
 
-#include <QDBusConnectionInterface>
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 namespace {
 
 const char kRegisterWarning[] = "The system tray daemon could not register with the control panel.";
-const char kWatcher[] = "org.kde.StatusNotifierWatcher";
-
-// Prints "BUS-ADDRESS DISPLAY" once both are up, then starts the tray host on any input line.
-// Ended by SIGTERM, the shell stops all it started; killed, it takes them along anyway.
-const char kDesktopScript[] = R"(
-source "$1" || exit 1
-desktop_init
-desktop_start_bus && desktop_start_xvfb || exit 1
-echo "$DBUS_SESSION_BUS_ADDRESS $DISPLAY"
-while read -r _; do
-    desktop_spawn host "$DESKTOP_PYTHON" "$DESKTOP_SCRIPTS_DIR/sni_host.py"
-done
-)";
-
-class PrivateDesktop : public ManagedProcess
-{
-public:
-    PrivateDesktop()
-        : ManagedProcess(QStringLiteral("/bin/bash"))
-    {}
-    ~PrivateDesktop() override { stop(); }
-
-    bool start()
-    {
-        if (!launch({"-c", kDesktopScript, "bash", GLYPHD_SESSION_SCRIPT}) ||
-            !waitUntil([this] { return process().canReadLine(); }, 30000)) {
-            qWarning("no desktop: %s", qPrintable(standardError()));
-            return false;
-        }
-        const QStringList words = QString::fromUtf8(process().readLine()).trimmed().split(' ');
-        m_environment = QProcessEnvironment::systemEnvironment();
-        m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), words.value(0));
-        m_environment.insert(QStringLiteral("DISPLAY"), words.value(1));
-        m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        m_environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        m_environment.remove(QStringLiteral("NOTIFY_SOCKET"));
-        return QDBusConnection::connectToBus(words.value(0), QStringLiteral("desktop"))
-            .isConnected();
-    }
-    // Starts the host without waiting for it to come up.
-    void startHost()
-    {
-        process().write("host\n");
-        process().waitForBytesWritten(10000); // the caller may block without an event loop
-    }
-    bool hostIsUp() const { return bus().interface()->isServiceRegistered(kWatcher).value(); }
-
-    QDBusConnection bus() const { return QDBusConnection(QStringLiteral("desktop")); }
-    // What a program needs to use this desktop.
-    QProcessEnvironment environment() const { return m_environment; }
-
-private:
-    QProcessEnvironment m_environment;
-};
-
-// glyphd in the foreground, on the private desktop.
-class GlyphdProcess : public ManagedProcess
-{
-public:
-    GlyphdProcess(const QStringList &args, const QProcessEnvironment &environment)
-        : ManagedProcess(QStringLiteral("glyphd"))
-    {
-        process().setProcessEnvironment(environment);
-        started = launch(QStringList{QStringLiteral("--no-daemon")} + args);
-    }
-    // The exit status once it has ended by itself; -1 for a crash (qFatal aborts).
-    int exitStatus()
-    {
-        return waitUntil([this] { return !isRunning(); }, 30000) ? stop() : -2;
-    }
-
-    bool started = false;
-};
-
-// A unix datagram socket standing in for the service manager's notification socket.
-class NotifySocket
-{
-public:
-    NotifySocket()
-    {
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        qstrncpy(address.sun_path, QFile::encodeName(path()).constData(), sizeof address.sun_path);
-        m_bound = bind(m_fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-    }
-    ~NotifySocket() { close(m_fd); }
-    QString path() const { return m_dir.filePath(QStringLiteral("notify")); }
-    // Every datagram so far; "unbound" when the socket could not be set up.
-    QStringList read()
-    {
-        char buffer[4096];
-        for (ssize_t size; (size = recv(m_fd, buffer, sizeof buffer, 0)) > 0;) {
-            m_datagrams.append(QString::fromUtf8(buffer, int(size)));
-        }
-        return m_bound ? m_datagrams : QStringList{QStringLiteral("unbound")};
-    }
-
-private:
-    QTemporaryDir m_dir;
-    const int m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    bool m_bound = false;
-    QStringList m_datagrams;
-};
 
 } // namespace
 
@@ -149,7 +43,7 @@ private:
     PrivateDesktop m_desktop;
     std::unique_ptr<RouterProcess> m_router;
     std::unique_ptr<SimulatorProcess> m_simulator;
-    std::unique_ptr<GlyphdProcess> m_glyphd;
+    std::unique_ptr<DaemonProcess> m_glyphd;
 };
 
 void TestGlyphd::cleanup()
@@ -168,17 +62,15 @@ bool TestGlyphd::startServices()
 
 bool TestGlyphd::startGlyphd(const QStringList &args, NotifySocket *notify)
 {
-    if (!m_desktop.hostIsUp()) {
-        m_desktop.startHost();
-        if (!m_desktop.waitUntil([this] { return m_desktop.hostIsUp(); }, 30000)) {
-            return false;
-        }
+    if (!m_desktop.ensureHost()) {
+        return false;
     }
     QProcessEnvironment environment = m_desktop.environment();
     if (notify != nullptr) {
         environment.insert(QStringLiteral("NOTIFY_SOCKET"), notify->path());
     }
-    m_glyphd = std::make_unique<GlyphdProcess>(args, environment);
+    m_glyphd = std::make_unique<DaemonProcess>(
+        QStringLiteral("glyphd"), QStringList{QStringLiteral("--no-daemon")} + args, environment);
     return m_glyphd->started;
 }
 

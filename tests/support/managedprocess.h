@@ -25,6 +25,12 @@ public:
     // the directory compiled in).
     static QString programPath(const QString &name);
 
+    // Applies to the next start.
+    void setEnvironment(const QProcessEnvironment &environment)
+    {
+        m_process.setProcessEnvironment(environment);
+    }
+
     bool isRunning() const;
     qint64 processId() const;
 

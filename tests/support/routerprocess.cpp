@@ -2,8 +2,8 @@
 
 #include <QRegularExpression>
 
-RouterProcess::RouterProcess()
-    : ManagedProcess(QStringLiteral("clientmgr"))
+RouterProcess::RouterProcess(const QString &program)
+    : ManagedProcess(program)
 {}
 
 bool RouterProcess::start(const QStringList &extraArgs, int timeoutMs)

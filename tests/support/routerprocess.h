@@ -2,11 +2,12 @@
 
 #include "managedprocess.h"
 
-// The message router clientmgr on a port chosen by the kernel.
+// The message router clientmgr on a port chosen by the kernel. program is the build's
+// clientmgr unless an absolute path (an installed one) is given.
 class RouterProcess : public ManagedProcess
 {
 public:
-    RouterProcess();
+    explicit RouterProcess(const QString &program = QStringLiteral("clientmgr"));
 
     // Starts "clientmgr --port 0 extraArgs..." and waits for its line
     // "clientmgr: listening on HOST:PORT". False when it does not come within timeoutMs or
