@@ -64,6 +64,7 @@ void TestServiceUnits::initTestCase()
     }
     QCOMPARE(m_glyphdUnit.value("Unit", "Requires"), QStringLiteral("clientmgr.service"));
     QVERIFY(m_glyphdUnit.value("Unit", "After").split(' ').contains("clientmgr.service"));
+    qInfo("units from %s", qPrintable(unitPath(QString())));
     QVERIFY(m_desktop.start());
     QVERIFY(m_desktop.ensureHost());
 }

@@ -12,7 +12,7 @@ runtime=$(mktemp -d)
 trap 'rm -rf "$runtime"' EXIT
 output=$(XDG_RUNTIME_DIR=$runtime systemd-analyze --user verify --man=no "$@" 2>&1)
 status=$?
-printf '%s\n' "$output"
+[[ -z "$output" ]] || printf '%s\n' "$output"
 if ((status != 0)) || [[ -n "$output" ]]; then
     echo "FAIL: systemd-analyze verify did not accept $*"
     exit 1
