@@ -31,17 +31,24 @@ if(glyphd_dbus_policies)
     install(FILES ${glyphd_dbus_policies} DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
 endif()
 
-# Debian wants a compressed changelog and the copyright next to each other.
+# Debian wants the changelog and the manual pages compressed, reproducibly (no time stamp).
 find_program(GLYPHD_GZIP gzip REQUIRED)
-set(glyphd_changelog_gz ${CMAKE_BINARY_DIR}/packaging/changelog.gz)
-add_custom_command(
-    OUTPUT ${glyphd_changelog_gz}
-    COMMAND ${GLYPHD_GZIP} -9 -n -c ${CMAKE_CURRENT_LIST_DIR}/changelog > ${glyphd_changelog_gz}
-    DEPENDS ${CMAKE_CURRENT_LIST_DIR}/changelog
-    COMMENT "Compressing the package changelog")
-add_custom_target(glyphd_package_docs ALL DEPENDS ${glyphd_changelog_gz})
-install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${glyphd_changelog_gz}
+set(glyphd_package_docs "")
+foreach(doc changelog man/glyphd.1 man/clientmgr.1)
+    get_filename_component(name ${doc} NAME)
+    set(compressed ${CMAKE_BINARY_DIR}/packaging/${name}.gz)
+    add_custom_command(
+        OUTPUT ${compressed}
+        COMMAND ${GLYPHD_GZIP} -9 -n -c ${CMAKE_CURRENT_LIST_DIR}/${doc} > ${compressed}
+        DEPENDS ${CMAKE_CURRENT_LIST_DIR}/${doc}
+        COMMENT "Compressing ${name}")
+    list(APPEND glyphd_package_docs ${compressed})
+endforeach()
+add_custom_target(glyphd_package_docs ALL DEPENDS ${glyphd_package_docs})
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${CMAKE_BINARY_DIR}/packaging/changelog.gz
         DESTINATION ${GLYPHD_DOC_DIR})
+install(FILES ${CMAKE_BINARY_DIR}/packaging/glyphd.1.gz ${CMAKE_BINARY_DIR}/packaging/clientmgr.1.gz
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 # --- Debian package ---------------------------------------------------------------------------
 set(GLYPHD_PACKAGE_MAINTAINER "glyphd developers <glyphd-dev@lists.example.org>"
