@@ -75,5 +75,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Not a library: the Wayland platform plugin is loaded at run time, so no tool can see it.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qtwayland5")
+# Only a purge needs a script: it removes the links an administrator made by enabling the units.
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/postrm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, then builds and runs the whole test suite:
-# the release build with every test (end-to-end desktop tests included), the ASan+UBSan and
+# the release build with every test (end-to-end desktop tests, the translation check and the
+# Debian package built, installed, run and removed included), the ASan+UBSan and
 # TSan builds with the tests that do not need a desktop, and a bounded libFuzzer run of the
 # frame decoder and the parameter reader. The sanitizers' runtime options (leak and race
 # suppressions for the uninstrumented Qt) come with the asan and tsan test presets.

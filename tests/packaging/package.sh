@@ -22,7 +22,7 @@ if [[ $(id -u) -ne 0 ]]; then
     sudo -n true 2>/dev/null || skip "needs root or password-less sudo to install a package"
     as_root=(sudo -n)
 fi
-for tool in apt-get dpkg-deb lintian cpack; do
+for tool in apt-get dpkg-deb lintian cpack systemctl; do
     command -v "$tool" >/dev/null || skip "$tool not found (scripts/install-deps.sh)"
 done
 if dpkg-query -W -f='${Status}' glyphd 2>/dev/null | grep -q 'installed\|config-files'; then
@@ -75,6 +75,12 @@ done
 
 echo "== installed units"
 bash "$here/verify_units.sh" "$unit_dir/clientmgr.service" "$unit_dir/glyphd.service"
+# Enabled the way the README says; the purge must take the links along.
+"${as_root[@]}" systemctl --global enable glyphd.service clientmgr.service
+mapfile -t links < <(find /etc/systemd/user -lname "$unit_dir/glyphd.service" \
+    -o -lname "$unit_dir/clientmgr.service")
+((${#links[@]} == 2)) || { echo "FAIL: enabling made ${#links[@]} links, not 2"; exit 1; }
+new_paths+=("${links[@]}")
 GLYPHD_UNIT_DIR=$unit_dir GLYPHD_BIN_DIR=$build_dir/bin "$unit_test"
 
 echo "== apt-get purge"
