@@ -58,10 +58,11 @@ done
 
 echo "== lintian"
 lintian_log="$work/lintian.log"
-lintian --fail-on error --display-level '>=warning' "$deb" 2>&1 | grep -v 'running with root' |
-    tee "$lintian_log" || true
-if grep -q '^E:' "$lintian_log"; then
-    echo "FAIL: lintian reports errors"
+lintian_status=0
+lintian --fail-on error --display-level '>=warning' "$deb" >"$lintian_log" 2>&1 || lintian_status=$?
+grep -v 'running with root' "$lintian_log" || true
+if ((lintian_status != 0)) || grep -q '^E:' "$lintian_log"; then
+    echo "FAIL: lintian reports errors (status $lintian_status)"
     exit 1
 fi
 
