@@ -75,7 +75,7 @@ for program in /usr/bin/glyphd /usr/bin/clientmgr; do
 done
 
 echo "== installed units"
-bash "$here/verify_units.sh" "$unit_dir/clientmgr.service" "$unit_dir/glyphd.service"
+VERIFY_MAN=yes bash "$here/verify_units.sh" "$unit_dir/clientmgr.service" "$unit_dir/glyphd.service"
 # Enabled the way the README says; the purge must take the links along.
 "${as_root[@]}" systemctl --global enable glyphd.service clientmgr.service
 mapfile -t links < <(find /etc/systemd/user -lname "$unit_dir/glyphd.service" \

@@ -2,6 +2,7 @@
 # systemd-analyze verify of user units. Fails on any complaint, not only on errors: a setting
 # the manager does not understand is only a warning there, but the unit would not do its job.
 # Usage: verify_units.sh UNIT-FILE...   (exit 77: systemd-analyze is not installed)
+# VERIFY_MAN=yes also checks that the manual pages the units name are installed.
 set -uo pipefail
 if ! command -v systemd-analyze >/dev/null; then
     echo "systemd-analyze not found (package systemd)"
@@ -10,7 +11,7 @@ fi
 # The user manager's checks need a runtime directory, even though no manager runs here.
 runtime=$(mktemp -d)
 trap 'rm -rf "$runtime"' EXIT
-output=$(XDG_RUNTIME_DIR=$runtime systemd-analyze --user verify --man=no "$@" 2>&1)
+output=$(XDG_RUNTIME_DIR=$runtime systemd-analyze --user verify --man="${VERIFY_MAN:-no}" "$@" 2>&1)
 status=$?
 [[ -z "$output" ]] || printf '%s\n' "$output"
 if ((status != 0)) || [[ -n "$output" ]]; then
