@@ -31,9 +31,7 @@ private slots:
     void startupFailures();
     void registersLocallyUnderItsName();
     void registersWithTheControlPanelAndServes();
-    void readyWaitsForTheControlPanel();
     void exitCommandEndsWithStatusZero();
-    void lostRouterEndsWithStatusOne();
 
 private:
     bool startServices();
@@ -171,18 +169,6 @@ void TestGlyphd::registersWithTheControlPanelAndServes()
              qPrintable(m_router->standardError()));
 }
 
-// Start-up is complete only once the control panel has answered.
-void TestGlyphd::readyWaitsForTheControlPanel()
-{
-    QVERIFY(startServices());
-    NotifySocket notify;
-    QVERIFY(m_simulator->command(QStringLiteral("mode register silent")) && m_simulator->sync());
-    QVERIFY(startGlyphd(portArgs(), &notify));
-    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "register", 30000));
-    QVERIFY(m_glyphd->isRunning());
-    QCOMPARE(notify.read(), QStringList());
-}
-
 void TestGlyphd::exitCommandEndsWithStatusZero()
 {
     QVERIFY(startServices());
@@ -194,15 +180,6 @@ void TestGlyphd::exitCommandEndsWithStatusZero()
     QCOMPARE(m_glyphd->exitStatus(), 0);
     QVERIFY2(m_router->waitForStandardError("(glyphd) unregistered", 10000),
              qPrintable(m_router->standardError()));
-}
-
-void TestGlyphd::lostRouterEndsWithStatusOne()
-{
-    QVERIFY(startServices());
-    QVERIFY(startGlyphd(portArgs()));
-    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "get", 30000));
-    m_router->kill();
-    QCOMPARE(m_glyphd->exitStatus(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestGlyphd)
