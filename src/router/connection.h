@@ -48,6 +48,8 @@ public:
     bool flush();
     // Bytes waiting in the output queue.
     std::size_t queuedBytes() const { return m_output.size() - m_outputOffset; }
+    // Bytes received that do not yet make a whole frame.
+    std::size_t pendingInputBytes() const { return m_input.size() - m_inputOffset; }
 
     // Whether the event loop currently watches this socket for writability; kept here so the
     // loop changes its registration only when the need changes.

@@ -305,7 +305,15 @@ void Router::serviceConnection(std::uint64_t id, std::uint32_t events)
         if (connection.isClosed())
             return;
         if (status == Connection::ReadStatus::Closed) {
-            closeConnection(connection, "peer closed the connection", false);
+            // A hang-up in the middle of a frame is a misbehaving client worth a line.
+            const std::size_t partial = connection.pendingInputBytes();
+            if (partial > 0)
+                closeConnection(connection,
+                                "peer closed the connection in the middle of a frame (" +
+                                    std::to_string(partial) + " bytes)",
+                                true);
+            else
+                closeConnection(connection, "peer closed the connection", false);
             return;
         }
     }
