@@ -96,14 +96,6 @@ Connection::FrameStatus Connection::takeFrame(Message &message, std::string &err
     return FrameStatus::Malformed;
 }
 
-bool Connection::queueFrame(const std::string &bytes)
-{
-    if (m_fd < 0)
-        return false;
-    m_output.append(bytes);
-    return flush();
-}
-
 bool Connection::flush()
 {
     while (m_fd >= 0 && queuedBytes() > 0) {

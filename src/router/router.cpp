@@ -228,6 +228,7 @@ bool Router::run()
             else
                 serviceConnection(id, events[i].events);
         }
+        flushPending();
         m_closed.clear();
     }
 
@@ -350,6 +351,7 @@ void Router::closeConnection(Connection &connection, const std::string &reason, 
         return;
     if (always || m_verbose)
         log("closing " + describe(connection) + ": " + reason);
+    connection.flush(); // what was answered this round still goes out, as far as it can
     releaseName(connection);
     epoll_ctl(m_epollFd, EPOLL_CTL_DEL, connection.fd(), nullptr);
     connection.close();
@@ -517,7 +519,9 @@ void Router::deliver(Connection &to, const Message &message)
             " seqn=" + std::to_string(message.seqn()) + " command=" + message.command() +
             " bytes=" + std::to_string(bytes.size()));
     }
-    if (!to.queueFrame(bytes)) {
+    to.appendFrame(bytes);
+    // A queue over the limit gets one chance to drain before the client counts as stuck.
+    if (to.queuedBytes() > m_queueLimit && !to.flush()) {
         closeConnection(to, errnoText("write failed"), true);
         return;
     }
@@ -529,7 +533,24 @@ void Router::deliver(Connection &to, const Message &message)
                         true);
         return;
     }
-    updateWriteInterest(to);
+    if (to.markFlushPending())
+        m_unflushed.push_back(to.id());
+}
+
+void Router::flushPending()
+{
+    for (const std::uint64_t id : m_unflushed) {
+        const auto found = m_connections.find(id);
+        if (found == m_connections.end())
+            continue; // closed during the round
+        Connection &connection = *found->second;
+        connection.clearFlushPending();
+        if (!connection.flush())
+            closeConnection(connection, errnoText("write failed"), true);
+        else
+            updateWriteInterest(connection);
+    }
+    m_unflushed.clear();
 }
 
 void Router::drop(const Message &message, const char *why)
