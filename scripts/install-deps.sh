@@ -10,6 +10,8 @@ packages=(
   # libraries
   qtbase5-dev qtbase5-dev-tools qttools5-dev qttools5-dev-tools qtwayland5
   libqt5svg5-dev librapidxml-dev libsystemd-dev libgtest-dev
+  # benchmarks (bench/, scripts/bench.sh); util-linux below brings taskset
+  libbenchmark-dev
   # icons are rendered from SVG at build time
   librsvg2-bin
   # buses and desktops for the end-to-end tests and the demo

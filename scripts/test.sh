@@ -43,8 +43,15 @@ for preset in release asan tsan; do
     cmake --build --preset "$preset" -j "$jobs"
 done
 
-step "tests (release, all)"
-run_ctest release
+step "tests (release, all but reliability)"
+run_ctest release -LE reliability
+step "reliability (release: misbehaving clients, silent control panel, dying router)"
+if ctest --preset release --timeout 600 -L reliability; then
+    summary+=("reliability tests: passed")
+else
+    summary+=("reliability tests: FAILED")
+    status=1
+fi
 step "tests (ASan + UBSan, without the full desktop)"
 run_ctest asan -LE desktop
 step "tests (TSan, unit and integration)"

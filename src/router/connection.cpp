@@ -15,10 +15,17 @@ constexpr std::size_t kReadChunk = 64 * 1024;
 // they make up more than half of it, so compaction stays cheap on average.
 constexpr std::size_t kCompactThreshold = 64 * 1024;
 
+// An idle connection keeps at most this much buffer capacity; a burst's worth is given back
+// once it has drained, so memory follows the traffic and not the number of clients.
+constexpr std::size_t kIdleCapacity = 4 * 1024;
+
 void compact(std::string &buffer, std::size_t &offset)
 {
     if (offset == buffer.size()) {
-        buffer.clear();
+        if (buffer.capacity() > kIdleCapacity)
+            std::string().swap(buffer);
+        else
+            buffer.clear();
         offset = 0;
     } else if (offset >= kCompactThreshold && offset * 2 > buffer.size()) {
         buffer.erase(0, offset);
@@ -52,12 +59,13 @@ void Connection::close()
 Connection::ReadStatus Connection::readAvailable(std::size_t maxBytes)
 {
     std::size_t total = 0;
+    // One scratch buffer for every connection of the loop: growing each connection's input
+    // by a whole chunk per read would zero-fill 64 KiB per frame and keep it per client.
+    thread_local char scratch[kReadChunk];
     while (m_fd >= 0 && total < maxBytes) {
-        const std::size_t oldSize = m_input.size();
-        m_input.resize(oldSize + kReadChunk);
-        const ssize_t n = ::recv(m_fd, &m_input[oldSize], kReadChunk, 0);
-        m_input.resize(oldSize + (n > 0 ? static_cast<std::size_t>(n) : 0));
+        const ssize_t n = ::recv(m_fd, scratch, kReadChunk, 0);
         if (n > 0) {
+            m_input.append(scratch, static_cast<std::size_t>(n));
             total += static_cast<std::size_t>(n);
             continue;
         }
@@ -86,14 +94,6 @@ Connection::FrameStatus Connection::takeFrame(Message &message, std::string &err
         return FrameStatus::Malformed;
     }
     return FrameStatus::Malformed;
-}
-
-bool Connection::queueFrame(const std::string &bytes)
-{
-    if (m_fd < 0)
-        return false;
-    m_output.append(bytes);
-    return flush();
 }
 
 bool Connection::flush()

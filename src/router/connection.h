@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 class Message;
 
@@ -41,13 +42,17 @@ public:
     // connection must be closed.
     FrameStatus takeFrame(Message &message, std::string &error);
 
-    // Appends an encoded frame to the output queue and writes as much as the kernel takes.
-    // Returns false when the socket failed.
-    bool queueFrame(const std::string &bytes);
+    // Appends an encoded frame to the output queue; flush() writes it.
+    void appendFrame(const std::string &bytes) { m_output.append(bytes); }
+    // True when this call marked the connection as waiting for the end-of-round flush.
+    bool markFlushPending() { return !std::exchange(m_flushPending, true); }
+    void clearFlushPending() { m_flushPending = false; }
     // Writes queued bytes until the kernel refuses more. Returns false when the socket failed.
     bool flush();
     // Bytes waiting in the output queue.
     std::size_t queuedBytes() const { return m_output.size() - m_outputOffset; }
+    // Bytes received that do not yet make a whole frame.
+    std::size_t pendingInputBytes() const { return m_input.size() - m_inputOffset; }
 
     // Whether the event loop currently watches this socket for writability; kept here so the
     // loop changes its registration only when the need changes.
@@ -70,4 +75,5 @@ private:
     std::string m_output;
     std::size_t m_outputOffset = 0;
     bool m_watchingWrite = false;
+    bool m_flushPending = false;
 };

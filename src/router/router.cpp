@@ -228,6 +228,7 @@ bool Router::run()
             else
                 serviceConnection(id, events[i].events);
         }
+        flushPending();
         m_closed.clear();
     }
 
@@ -305,7 +306,15 @@ void Router::serviceConnection(std::uint64_t id, std::uint32_t events)
         if (connection.isClosed())
             return;
         if (status == Connection::ReadStatus::Closed) {
-            closeConnection(connection, "peer closed the connection", false);
+            // A hang-up in the middle of a frame is a misbehaving client worth a line.
+            const std::size_t partial = connection.pendingInputBytes();
+            if (partial > 0)
+                closeConnection(connection,
+                                "peer closed the connection in the middle of a frame (" +
+                                    std::to_string(partial) + " bytes)",
+                                true);
+            else
+                closeConnection(connection, "peer closed the connection", false);
             return;
         }
     }
@@ -342,6 +351,7 @@ void Router::closeConnection(Connection &connection, const std::string &reason, 
         return;
     if (always || m_verbose)
         log("closing " + describe(connection) + ": " + reason);
+    connection.flush(); // what was answered this round still goes out, as far as it can
     releaseName(connection);
     epoll_ctl(m_epollFd, EPOLL_CTL_DEL, connection.fd(), nullptr);
     connection.close();
@@ -509,7 +519,9 @@ void Router::deliver(Connection &to, const Message &message)
             " seqn=" + std::to_string(message.seqn()) + " command=" + message.command() +
             " bytes=" + std::to_string(bytes.size()));
     }
-    if (!to.queueFrame(bytes)) {
+    to.appendFrame(bytes);
+    // A queue over the limit gets one chance to drain before the client counts as stuck.
+    if (to.queuedBytes() > m_queueLimit && !to.flush()) {
         closeConnection(to, errnoText("write failed"), true);
         return;
     }
@@ -521,7 +533,24 @@ void Router::deliver(Connection &to, const Message &message)
                         true);
         return;
     }
-    updateWriteInterest(to);
+    if (to.markFlushPending())
+        m_unflushed.push_back(to.id());
+}
+
+void Router::flushPending()
+{
+    for (const std::uint64_t id : m_unflushed) {
+        const auto found = m_connections.find(id);
+        if (found == m_connections.end())
+            continue; // closed during the round
+        Connection &connection = *found->second;
+        connection.clearFlushPending();
+        if (!connection.flush())
+            closeConnection(connection, errnoText("write failed"), true);
+        else
+            updateWriteInterest(connection);
+    }
+    m_unflushed.clear();
 }
 
 void Router::drop(const Message &message, const char *why)

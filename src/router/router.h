@@ -72,6 +72,8 @@ private:
     void refuse(Connection &from, const Message &message, MessageType type, const std::string &text,
                 const char *why);
     void deliver(Connection &to, const Message &message);
+    // Writes what this round queued, one send per receiver instead of one per frame.
+    void flushPending();
     void drop(const Message &message, const char *why);
 
     void releaseName(Connection &connection);
@@ -91,6 +93,7 @@ private:
     std::unordered_map<std::uint64_t, std::unique_ptr<Connection>> m_connections;
     // Closed this round; destroyed when the round ends so references up the stack stay valid.
     std::vector<std::unique_ptr<Connection>> m_closed;
+    std::vector<std::uint64_t> m_unflushed;      // ids of connections with frames queued this round
     std::map<std::string, Connection *> m_names; // ordered: "*" fan-out goes in name order
     Counters m_counters;
 };
