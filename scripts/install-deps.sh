@@ -16,6 +16,8 @@ packages=(
   dbus dbus-daemon python3 python3-dbus python3-gi
   sway waybar mako-notifier grim imagemagick libwayland-dev wayland-protocols
   xvfb x11-utils util-linux procps fontconfig fonts-dejavu-core libwayland-bin
+  # the warning box stays above full-screen applications through the layer shell
+  liblayershellqtinterface-dev layer-shell-qt
 )
 
 missing=()
