@@ -95,6 +95,8 @@ void CWaylandUiHelper::setSpecialSurface(QWidget *window, int role)
     if (surface->layer() == LayerShellQt::Window::LayerOverlay)
         return;
     surface->setLayer(LayerShellQt::Window::LayerOverlay);
+    // Anchored to no edge, the compositor centres the surface on the output.
+    surface->setAnchors(LayerShellQt::Window::Anchors());
     surface->setKeyboardInteractivity(LayerShellQt::Window::KeyboardInteractivityExclusive);
     surface->setScope(QStringLiteral("glyphd-warning"));
     // The layer is part of the surface the compositor made when the window was shown: show the
