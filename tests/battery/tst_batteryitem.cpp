@@ -32,6 +32,14 @@ protected:
     void processMessage(Message *) override { ++count; }
 };
 
+QStringList s_warnings;
+
+void recordWarning(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    if (type == QtWarningMsg)
+        s_warnings.append(text);
+}
+
 QMessageBox *shownWarning()
 {
     for (QWidget *widget : QApplication::topLevelWidgets()) {
@@ -150,47 +158,44 @@ void TestBatteryItem::notificationsRepaint_data()
     QTest::addColumn<QString>("warning"); // empty: no warning on screen
     QTest::addColumn<QByteArray>("logged");
 
-    const QString low = CBatterySystemTrayDataItem::warningText(Alarm::Low, 15);
-    QTest::newRow("NO_BATTERY_AC") << QStringList{"set BATT_STATUS NO_BATTERY_AC"} << 4 << 55
-                                   << false << QString() << QByteArray();
-    QTest::newRow("NO_BATTERY") << QStringList{"set BATT_STATUS NO_BATTERY"} << 5 << 55 << false
-                                << QString() << QByteArray();
-    QTest::newRow("DISCHARGING") << QStringList{"set BATT_STATUS DISCHARGING"} << 6 << 55 << false
-                                 << QString() << QByteArray();
-    QTest::newRow("FULL_AC") << QStringList{"set BATT_STATUS FULL_AC"} << 7 << 55 << false
-                             << QString() << QByteArray();
-    QTest::newRow("CHARGING") << QStringList{"set BATT_STATUS DISCHARGING",
-                                             "set BATT_STATUS CHARGING"}
-                              << 8 << 55 << false << QString() << QByteArray();
-    QTest::newRow("lower-case status hides")
-        << QStringList{"set BATT_STATUS charging"} << 0 << 55 << false << QString() << QByteArray();
-    QTest::newRow("level") << QStringList{"set BATT_LEVEL 15"} << 8 << 15 << false << QString()
-                           << QByteArray();
-    QTest::newRow("level above 100")
-        << QStringList{"set BATT_LEVEL 150"} << 8 << 100 << false << QString() << QByteArray();
-    QTest::newRow("level below 0")
-        << QStringList{"set BATT_LEVEL -5"} << 8 << 0 << false << QString() << QByteArray();
-    QTest::newRow("level not a number")
-        << QStringList{"set BATT_LEVEL 4x"} << 8 << 55 << false << QString()
-        << QByteArray("CBatterySystemTrayDataItem ignores BATT_LEVEL \"4x\": not a number");
-    QTest::newRow("LOW") << QStringList{"set BATT_LEVEL 15", "set BATT_ALARM LOW"} << 8 << 15
-                         << true << low << QByteArray();
-    QTest::newRow("LOW follows the level") << QStringList{"set BATT_ALARM LOW", "set BATT_LEVEL 15"}
-                                           << 8 << 15 << true << low << QByteArray();
-    QTest::newRow("CRITICAL") << QStringList{"set BATT_LEVEL 4", "set BATT_ALARM CRITICAL",
-                                             "set BATT_STATUS DISCHARGING"}
-                              << 6 << 4 << true
-                              << CBatterySystemTrayDataItem::warningText(Alarm::Critical, 4)
-                              << QByteArray();
-    QTest::newRow("TEMPERATURE") << QStringList{"set BATT_ALARM TEMPERATURE"} << 8 << 55 << true
-                                 << CBatterySystemTrayDataItem::warningText(Alarm::Temperature, 55)
-                                 << QByteArray();
-    QTest::newRow("NONE clears") << QStringList{"set BATT_ALARM LOW", "set BATT_ALARM NONE"} << 8
-                                 << 55 << false << QString() << QByteArray();
-    QTest::newRow("unknown alarm ignored")
-        << QStringList{"set BATT_LEVEL 15", "set BATT_ALARM LOW", "set BATT_ALARM FIRE"} << 8 << 15
-        << true << low
-        << QByteArray("CBatterySystemTrayDataItem ignores BATT_ALARM \"FIRE\": not an alarm");
+    // The item starts charging at 55 % without alarm; commands are "set" lines, "; "-separated.
+    const struct
+    {
+        const char *tag;
+        const char *commands;
+        int state;
+        int percent;
+        Alarm alarm;
+        const char *logged;
+    } rows[] = {
+        {"NO_BATTERY_AC", "BATT_STATUS NO_BATTERY_AC", 4, 55, Alarm::None, ""},
+        {"NO_BATTERY", "BATT_STATUS NO_BATTERY", 5, 55, Alarm::None, ""},
+        {"DISCHARGING", "BATT_STATUS DISCHARGING", 6, 55, Alarm::None, ""},
+        {"FULL_AC", "BATT_STATUS FULL_AC", 7, 55, Alarm::None, ""},
+        {"CHARGING", "BATT_STATUS DISCHARGING; BATT_STATUS CHARGING", 8, 55, Alarm::None, ""},
+        {"lower case hides", "BATT_STATUS charging", 0, 55, Alarm::None, ""},
+        {"level", "BATT_LEVEL 15", 8, 15, Alarm::None, ""},
+        {"level above 100", "BATT_LEVEL 150", 8, 100, Alarm::None, ""},
+        {"level below 0", "BATT_LEVEL -5", 8, 0, Alarm::None, ""},
+        {"level not a number", "BATT_LEVEL 4x", 8, 55, Alarm::None,
+         "CBatterySystemTrayDataItem ignores BATT_LEVEL \"4x\": not a number"},
+        {"LOW", "BATT_LEVEL 15; BATT_ALARM LOW", 8, 15, Alarm::Low, ""},
+        {"LOW follows the level", "BATT_ALARM LOW; BATT_LEVEL 15", 8, 15, Alarm::Low, ""},
+        {"CRITICAL", "BATT_LEVEL 4; BATT_ALARM CRITICAL; BATT_STATUS DISCHARGING", 6, 4,
+         Alarm::Critical, ""},
+        {"TEMPERATURE", "BATT_ALARM TEMPERATURE", 8, 55, Alarm::Temperature, ""},
+        {"NONE clears", "BATT_ALARM LOW; BATT_ALARM NONE", 8, 55, Alarm::None, ""},
+        {"unknown alarm ignored", "BATT_LEVEL 15; BATT_ALARM LOW; BATT_ALARM FIRE", 8, 15,
+         Alarm::Low, "CBatterySystemTrayDataItem ignores BATT_ALARM \"FIRE\": not an alarm"},
+    };
+    for (const auto &row : rows) {
+        QStringList commands;
+        for (const QString &command : QString::fromLatin1(row.commands).split(QLatin1String("; ")))
+            commands.append(QStringLiteral("set ") + command);
+        QTest::newRow(row.tag) << commands << row.state << row.percent << (row.alarm != Alarm::None)
+                               << CBatterySystemTrayDataItem::warningText(row.alarm, row.percent)
+                               << QByteArray(row.logged);
+    }
 }
 
 void TestBatteryItem::notificationsRepaint()
@@ -224,14 +229,14 @@ void TestBatteryItem::failedRequestsLeaveTheItemHidden()
 {
     QVERIFY(m_live.simulator.command(QStringLiteral("mode get nack")));
     QVERIFY(m_live.simulator.sync());
-    QTest::ignoreMessage(QtWarningMsg,
-                         QRegularExpression("^Received NACK requesting value of BATT_"));
-    QTest::ignoreMessage(QtWarningMsg,
-                         QRegularExpression("^Received NACK requesting value of BATT_"));
-    QTest::ignoreMessage(QtWarningMsg,
-                         QRegularExpression("^Received NACK requesting value of BATT_"));
-    QTest::ignoreMessage(QtWarningMsg, "CBatterySystemTrayDataItem could not initialize");
+    s_warnings.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(recordWarning);
     m_item->initialize();
+    qInstallMessageHandler(previous);
+    QCOMPARE(s_warnings.filter(QStringLiteral("Received NACK requesting value of BATT_")).size(),
+             3);
+    QCOMPARE(s_warnings.count(QStringLiteral("CBatterySystemTrayDataItem could not initialize")),
+             1);
     QCOMPARE(icon()->state(), 0);
     QVERIFY(!icon()->isVisible());
 }
