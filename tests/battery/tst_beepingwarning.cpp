@@ -184,24 +184,16 @@ void TestBeepingWarning::withoutToneDeviceFallsBackQuietly_data()
     QTest::addColumn<QString>("entry"); // made in the device folder; empty: none
     QTest::newRow("empty folder") << QString();
     QTest::newRow("event file that is no device") << QStringLiteral("event0");
-    QTest::newRow("FIFO that cannot say what it plays") << QStringLiteral("event1");
 }
 
 void TestBeepingWarning::withoutToneDeviceFallsBackQuietly()
 {
     QFETCH(QString, entry);
     QTemporaryDir devices;
-    const QString path = devices.filePath(entry);
-    if (entry == QLatin1String("event0")) {
-        QFile file(path);
+    if (!entry.isEmpty()) {
+        QFile file(devices.filePath(entry));
         QVERIFY(file.open(QIODevice::WriteOnly));
-    } else if (!entry.isEmpty()) {
-        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
     }
-    int reader = entry == QLatin1String("event1")
-                     ? ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK)
-                     : -1;
-
     Beeper fallback(devices.path());
     QVERIFY(!fallback.hasDevice());
     Beeper::setProcessBeeper(&fallback);
@@ -214,11 +206,6 @@ void TestBeepingWarning::withoutToneDeviceFallsBackQuietly()
     }
     qInstallMessageHandler(previous);
     QCOMPARE(s_debugMessages.filter(QStringLiteral("No input device plays tones")).size(), 1);
-    if (reader >= 0) {
-        char byte;
-        QCOMPARE(::read(reader, &byte, 1), ssize_t(0));
-        ::close(reader);
-    }
 }
 
 QTEST_MAIN(TestBeepingWarning)
