@@ -199,6 +199,7 @@ fullscreen_shown() { swaymsg -t get_tree | grep -q '"fullscreen_mode": 1'; }
 # with a low-battery alarm: red, no plug), then the low-battery warning above a full-screen
 # application.
 case_battery() {
+    e2e_require "$E2E_BIN/fullscreenapp"
     setup_daemon --set BATT_STATUS=CHARGING --set BATT_LEVEL=55 --set BATT_ALARM=NONE
     "${E2E_TRAYCTL[@]}" find --tooltip Battery/Charger --timeout "$E2E_WAIT" >/dev/null ||
         e2e_fail "no tray item with the tooltip Battery/Charger"
