@@ -20,6 +20,8 @@ packages=(
   xvfb x11-utils util-linux procps fontconfig fonts-dejavu-core libwayland-bin
   # the Debian package and its checks: dpkg-shlibdeps, lintian, systemd-analyze verify
   dpkg-dev lintian systemd
+  # the warning box stays above full-screen applications through the layer shell
+  liblayershellqtinterface-dev layer-shell-qt
 )
 
 missing=()

@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>Akku/Ladegerät</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>Akkustand niedrig (%1%). Schließen Sie das Netzteil an.</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>Akkustand kritisch (%1%). Schließen Sie jetzt das Netzteil an, sonst schaltet sich das Gerät ab.</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>Akkutemperatur außerhalb des zulässigen Bereichs. Das Laden ist unterbrochen.</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>Batería/Cargador</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>Nivel de batería bajo (%1%). Conecte el adaptador de CA.</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>Nivel de batería crítico (%1%). Conecte ahora el adaptador de CA o el instrumento se apagará.</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>La temperatura de la batería está fuera de rango. La carga está suspendida.</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>Batterie/Chargeur</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>Niveau de batterie faible (%1%). Branchez l'adaptateur secteur.</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>Niveau de batterie critique (%1%). Branchez l'adaptateur secteur maintenant, sinon l'instrument va s'éteindre.</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>La température de la batterie est hors plage. La charge est suspendue.</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

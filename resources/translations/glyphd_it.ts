@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>Batteria/Caricabatterie</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>Livello della batteria basso (%1%). Collegare l'alimentatore CA.</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>Livello della batteria critico (%1%). Collegare subito l'alimentatore CA, altrimenti lo strumento si spegnerà.</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>La temperatura della batteria è fuori intervallo. La ricarica è sospesa.</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>バッテリー/充電器</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>バッテリー残量が少なくなっています (%1%)。AC アダプターを接続してください。</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>バッテリー残量が危険なレベルです (%1%)。今すぐ AC アダプターを接続してください。接続しないと装置の電源が切れます。</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>バッテリー温度が範囲外です。充電を中断しています。</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

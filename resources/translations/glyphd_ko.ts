@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>배터리/충전기</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>배터리 잔량이 부족합니다(%1%). AC 어댑터를 연결하십시오.</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>배터리 잔량이 매우 부족합니다(%1%). 지금 AC 어댑터를 연결하지 않으면 장비가 종료됩니다.</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>배터리 온도가 허용 범위를 벗어났습니다. 충전이 중단되었습니다.</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>Akumulator/Ładowarka</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>Niski poziom baterii (%1%). Podłącz zasilacz sieciowy.</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>Krytyczny poziom baterii (%1%). Podłącz teraz zasilacz sieciowy, w przeciwnym razie przyrząd wyłączy się.</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>Temperatura baterii jest poza zakresem. Ładowanie zostało wstrzymane.</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

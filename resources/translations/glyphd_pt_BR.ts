@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>Bateria/Carregador</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>Nível de bateria baixo (%1%). Conecte o adaptador CA.</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>Nível de bateria crítico (%1%). Conecte o adaptador CA agora ou o instrumento será desligado.</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>A temperatura da bateria está fora da faixa. O carregamento está suspenso.</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

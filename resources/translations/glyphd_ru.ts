@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>Батарея/Зарядное устройство</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>Низкий заряд батареи (%1%). Подключите сетевой адаптер.</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>Критически низкий заряд батареи (%1%). Немедленно подключите сетевой адаптер, иначе прибор выключится.</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>Температура батареи вне допустимого диапазона. Зарядка приостановлена.</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>电池/充电器</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>电池电量低 (%1%)。请连接交流适配器。</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>电池电量严重不足 (%1%)。请立即连接交流适配器，否则仪器将关机。</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>电池温度超出范围。充电已暂停。</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

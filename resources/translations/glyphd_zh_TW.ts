@@ -14,6 +14,18 @@
         <source>Battery/Charger</source>
         <translation>電池/充電器</translation>
     </message>
+    <message>
+        <source>Battery level is low (%1%). Connect the AC adapter.</source>
+        <translation>電池電量低 (%1%)。請連接交流電變壓器。</translation>
+    </message>
+    <message>
+        <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
+        <translation>電池電量嚴重不足 (%1%)。請立即連接交流電變壓器，否則儀器將會關機。</translation>
+    </message>
+    <message>
+        <source>Battery temperature is out of range. Charging is suspended.</source>
+        <translation>電池溫度超出範圍。充電已暫停。</translation>
+    </message>
 </context>
 <context>
     <name>glyphd::CBeepingWarning</name>

@@ -1,5 +1,6 @@
 #include "trayitemtable.h"
 
+#include "items/cbatterysystemtraydataitem.h"
 #include "items/cvncsystemtraydataitem.h"
 
 namespace glyphd {
@@ -35,7 +36,7 @@ const QVector<TrayItemRow> &trayItemTable()
 {
     static const QVector<TrayItemRow> table = {
         {"CFanSystemTrayDataItem", hasFanAlarm, nullptr},
-        {"CBatterySystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CBatterySystemTrayDataItem", isNotQrx4400, create<CBatterySystemTrayDataItem>},
         {"CNtpSystemTrayDataItem", always, nullptr},
         {"CUsbFlashSystemTrayDataItem", always, nullptr},
         {"CVncSystemTrayDataItem", always, create<CVncSystemTrayDataItem>},

@@ -3,7 +3,7 @@
 # only) and mako. The icon is checked on the bus (waybar's watcher) and on the screen (grim),
 # and clicked through sway's seat with a virtual pointer.
 #
-#   desktop.sh CASE      CASE: harness states click late-bar router-dies
+#   desktop.sh CASE      CASE: harness states click late-bar router-dies battery
 #
 # E2E_SCREENSHOT_DIR, when set, receives the screenshots of a passing "states" run.
 set -u
@@ -140,14 +140,94 @@ case_router_dies() {
     expect_bar_empty "$DESKTOP_DIR/bar-after.png"
 }
 
+# bar_has_colour SHOT COLOUR: some pixels of the bar are that colour (within 10 %).
+bar_has_colour() {
+    local share
+    share="$(convert "$1" -alpha off -fuzz 10% -fill black +opaque "$2" -fill white -opaque "$2" \
+        -format '%[fx:mean]' info:)" && [[ "$share" != 0 ]]
+}
+
+# battery_bar_shows SHOT COLOUR...: the bar, grabbed into SHOT, shows an icon with each
+# colour; a colour written !COLOUR must not be there.
+battery_bar_shows() {
+    local shot="$1" colour
+    shift
+    desktop_grab_bar "$shot" && "${E2E_PICTURE[@]}" locate "$shot" >/dev/null || return 1
+    for colour in "$@"; do
+        if [[ "$colour" == !* ]]; then
+            bar_has_colour "$shot" "${colour#!}" && return 1
+        else
+            bar_has_colour "$shot" "$colour" || return 1
+        fi
+    done
+    return 0
+}
+
+expect_battery_bar() {
+    desktop_wait_for "$E2E_WAIT" "the battery gauge in the bar" battery_bar_shows "$@" ||
+        e2e_fail "the bar does not show the battery as expected (screenshot kept in $1)"
+}
+
+# battery_set STATUS LEVEL ALARM: the control panel reports them, in this order.
+battery_set() {
+    e2e_sim "set BATT_STATUS $1"
+    e2e_sim "set BATT_LEVEL $2"
+    e2e_sim "set BATT_ALARM $3"
+    e2e_wait "$E2E_WAIT" "BATT_ALARM $3 notification sent" \
+        e2e_sim_saw event=sent command=notify "params=BATT_ALARM,\"$3\""
+}
+
+# The whole screen, grabbed into SHOT, has the colour at its four corners (the full-screen
+# window) and something else in the middle (the warning box).
+warning_above_fullscreen() {
+    local shot="$1" colour="${2#\#}" x y
+    colour="${colour^^}"
+    grim "$shot" || return 1
+    for x in 5 $((DESKTOP_WIDTH - 5)); do
+        for y in 5 $((DESKTOP_HEIGHT - 5)); do
+            [[ "$(convert "$shot" -format "%[hex:p{$x,$y}]" info:)" == "$colour"* ]] ||
+                return 1
+        done
+    done
+    [[ "$(convert "$shot" -format "%[hex:p{$((DESKTOP_WIDTH / 2)),$((DESKTOP_HEIGHT / 2))}]" \
+        info:)" != "$colour"* ]]
+}
+
+fullscreen_shown() { swaymsg -t get_tree | grep -q '"fullscreen_mode": 1'; }
+
+# The gauge in the bar (55 % charging on mains: green and the yellow plug; 15 % discharging
+# with a low-battery alarm: red, no plug), then the low-battery warning above a full-screen
+# application.
+case_battery() {
+    e2e_require "$E2E_BIN/fullscreenapp"
+    setup_daemon --set BATT_STATUS=CHARGING --set BATT_LEVEL=55 --set BATT_ALARM=NONE
+    "${E2E_TRAYCTL[@]}" find --tooltip Battery/Charger --timeout "$E2E_WAIT" >/dev/null ||
+        e2e_fail "no tray item with the tooltip Battery/Charger"
+    expect_battery_bar "$DESKTOP_DIR/battery-charging-55.png" '#00ff00' '#ffd21f' '!#ff0000'
+    battery_set DISCHARGING 15 LOW
+    expect_battery_bar "$DESKTOP_DIR/battery-discharging-15.png" '#ff0000' '!#00ff00' '!#ffd21f'
+
+    local colour='#1040a0'
+    battery_set DISCHARGING 15 NONE
+    desktop_spawn app env QT_QPA_PLATFORM=wayland "$E2E_BIN/fullscreenapp" "$colour"
+    e2e_wait "$E2E_WAIT" "a full-screen window" fullscreen_shown
+    battery_set DISCHARGING 12 CRITICAL
+    desktop_wait_for "$E2E_WAIT" "the warning above the full-screen window" \
+        warning_above_fullscreen "$DESKTOP_DIR/battery-warning.png" "$colour" ||
+        e2e_fail "no warning above the full-screen window (screenshot kept in $DESKTOP_DIR)"
+    fullscreen_shown || e2e_fail "the warning took the full-screen window out of full screen"
+    keep_screenshots "$DESKTOP_DIR"/battery-{charging-55,discharging-15,warning}.png
+}
+
 case "${1:-}" in
 harness) case_harness ;;
 states) case_states ;;
 click) case_click ;;
 late-bar) case_late_bar ;;
 router-dies) case_router_dies ;;
+battery) case_battery ;;
 *)
-    echo "usage: $0 harness|states|click|late-bar|router-dies" >&2
+    echo "usage: $0 harness|states|click|late-bar|router-dies|battery" >&2
     exit 2
     ;;
 esac
