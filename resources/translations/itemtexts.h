@@ -45,8 +45,6 @@ static const char *const glyphdItemTexts[] = {
     QT_TRANSLATE_NOOP("glyphd::CNtpSystemTrayDataItem", "NTP"),
     QT_TRANSLATE_NOOP("glyphd::CFanSystemTrayDataItem", "FAN"),
     QT_TRANSLATE_NOOP("glyphd::CVflSystemTrayDataItem", "Vfl"),
-    QT_TRANSLATE_NOOP("glyphd::CGpsSystemTrayDataItem", "GPS"),
-    QT_TRANSLATE_NOOP("glyphd::CClockSourceTrayDataItem", "ClockSource"),
     QT_TRANSLATE_NOOP("glyphd::CBatterySystemTrayDataItem", "Battery/Charger"),
     QT_TRANSLATE_NOOP("glyphd::CBeepingWarning", "System Warning"),
     QT_TRANSLATE_NOOP("glyphd::CBeepingWarning", "Default Warning"),
