@@ -140,6 +140,12 @@ case_router_dies() {
     expect_bar_empty "$DESKTOP_DIR/bar-after.png"
 }
 
+# The pointer stays where it clicked; moved below the bar, it hides no icon from the pictures.
+park_pointer() {
+    swaymsg seat seat0 cursor set $((DESKTOP_WIDTH / 2)) $((DESKTOP_BAR_HEIGHT * 4)) >/dev/null ||
+        e2e_fail "swaymsg could not move the pointer"
+}
+
 # bar_shows_two_icons SHOT: what the bar shows is about twice as wide as high.
 bar_shows_two_icons() {
     local x y w h
@@ -161,6 +167,7 @@ case_platform() {
     expect_bar_shows "$E2E_ICONS/SysTrayGpsLocked_dual.png" "$DESKTOP_DIR/bar-gps.png"
     click_icon "$DESKTOP_DIR/bar-gps.png"
     e2e_expect_raise GNSS
+    park_pointer
 
     e2e_platform leave gps
     e2e_platform set TimingSourceStatus 4
@@ -168,6 +175,7 @@ case_platform() {
     expect_bar_shows "$E2E_ICONS/SysTrayClockGPSLocked.png" "$DESKTOP_DIR/bar-clock.png"
     click_icon "$DESKTOP_DIR/bar-clock.png"
     e2e_expect_raise CLKSRC
+    park_pointer
 
     e2e_platform join gps
     e2e_expect_item_picture GPS SysTrayGpsLocked_dual.png
