@@ -5,7 +5,6 @@
 #include <QString>
 #include <QVariantMap>
 
-#include <functional>
 #include <memory>
 
 class QDBusAbstractAdaptor;
@@ -27,7 +26,7 @@ public:
     // Text to the property's type; false for an unknown property or a value of another type.
     bool parseValue(const QString &name, const QString &text, QVariant *value) const;
 
-    // Stores a value; with notify, PropertiesChanged carries it. Ends a wrong-type answer.
+    // Stores a value without a signal; a wrong-type answer of the property ends with it.
     void store(const QString &name, const QVariant &value);
     // PropertiesChanged carrying these values, which are not stored.
     void emitChanged(const QVariantMap &changed);
