@@ -15,7 +15,7 @@ packages=(
   # icons are rendered from SVG at build time
   librsvg2-bin
   # buses and desktops for the end-to-end tests and the demo
-  dbus dbus-daemon python3 python3-dbus python3-gi
+  dbus dbus-daemon dbus-bin python3 python3-dbus python3-gi
   sway waybar mako-notifier grim imagemagick libwayland-dev wayland-protocols
   xvfb x11-utils util-linux procps fontconfig fonts-dejavu-core libwayland-bin
   # the Debian package and its checks: dpkg-shlibdeps, lintian, systemd-analyze verify

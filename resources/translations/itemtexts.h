@@ -45,6 +45,4 @@ static const char *const glyphdItemTexts[] = {
     QT_TRANSLATE_NOOP("glyphd::CNtpSystemTrayDataItem", "NTP"),
     QT_TRANSLATE_NOOP("glyphd::CFanSystemTrayDataItem", "FAN"),
     QT_TRANSLATE_NOOP("glyphd::CVflSystemTrayDataItem", "Vfl"),
-    QT_TRANSLATE_NOOP("glyphd::CGpsSystemTrayDataItem", "GPS"),
-    QT_TRANSLATE_NOOP("glyphd::CClockSourceTrayDataItem", "ClockSource"),
 };

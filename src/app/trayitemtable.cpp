@@ -1,6 +1,8 @@
 #include "trayitemtable.h"
 
 #include "items/cbatterysystemtraydataitem.h"
+#include "items/cclocksourcetraydataitem.h"
+#include "items/cgpssystemtraydataitem.h"
 #include "items/cvncsystemtraydataitem.h"
 
 namespace glyphd {
@@ -46,8 +48,8 @@ const QVector<TrayItemRow> &trayItemTable()
         {"CVellumSystemTrayDataItem", always, nullptr},
         {"CJobManagerSystemTrayDataItem", always, nullptr},
         {"CWifiSystemTrayDataItem", isNotQrx4400, nullptr},
-        {"CGpsSystemTrayDataItem", isNotQrx4400, nullptr},
-        {"CClockSourceTrayDataItem", isNotQrx4400, nullptr},
+        {"CGpsSystemTrayDataItem", isNotQrx4400, create<CGpsSystemTrayDataItem>},
+        {"CClockSourceTrayDataItem", isNotQrx4400, create<CClockSourceTrayDataItem>},
         {"CVflSystemTrayDataItem", always, nullptr},
     };
     return table;

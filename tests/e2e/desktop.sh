@@ -3,7 +3,7 @@
 # only) and mako. The icon is checked on the bus (waybar's watcher) and on the screen (grim),
 # and clicked through sway's seat with a virtual pointer.
 #
-#   desktop.sh CASE      CASE: harness states click late-bar router-dies battery
+#   desktop.sh CASE      CASE: harness states click late-bar router-dies battery platform
 #
 # E2E_SCREENSHOT_DIR, when set, receives the screenshots of a passing "states" run.
 set -u
@@ -219,6 +219,52 @@ case_battery() {
     keep_screenshots "$DESKTOP_DIR"/battery-{charging-55,discharging-15,warning}.png
 }
 
+# The pointer stays where it clicked; moved below the bar, it hides no icon from the pictures.
+park_pointer() {
+    swaymsg seat seat0 cursor set $((DESKTOP_WIDTH / 2)) $((DESKTOP_BAR_HEIGHT * 4)) >/dev/null ||
+        e2e_fail "swaymsg could not move the pointer"
+}
+
+# bar_shows_two_icons SHOT: what the bar shows is about twice as wide as high.
+bar_shows_two_icons() {
+    local x y w h
+    desktop_grab_bar "$1" && read -r x y w h < <("${E2E_PICTURE[@]}" locate "$1") &&
+        ((w > h + h / 2))
+}
+
+# The GPS and clock-source icons from platform-sim's values on a private system bus, one at a
+# time so that a click hits the one shown, then both for the picture of the bar.
+case_platform() {
+    setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd" \
+        "$E2E_BIN/platform-sim"
+    start_bar
+    e2e_start_platform --set GnssStatus=true --set FixStatus=1 --set Band=0,1
+    e2e_start_router
+    e2e_start_simulator
+    e2e_start_glyphd wayland
+    e2e_wait_glyphd_initialized
+    expect_bar_shows "$E2E_ICONS/SysTrayGpsLocked_dual.png" "$DESKTOP_DIR/bar-gps.png"
+    click_icon "$DESKTOP_DIR/bar-gps.png"
+    e2e_expect_raise GNSS
+    park_pointer
+
+    e2e_platform leave gps
+    e2e_platform set TimingSourceStatus 4
+    e2e_platform set ClockLockStatus 1
+    expect_bar_shows "$E2E_ICONS/SysTrayClockGPSLocked.png" "$DESKTOP_DIR/bar-clock.png"
+    click_icon "$DESKTOP_DIR/bar-clock.png"
+    e2e_expect_raise CLKSRC
+    park_pointer
+
+    e2e_platform join gps
+    e2e_expect_item_picture GPS SysTrayGpsLocked_dual.png
+    e2e_expect_item_picture ClockSource SysTrayClockGPSLocked.png
+    desktop_wait_for "$E2E_WAIT" "both icons in the bar" \
+        bar_shows_two_icons "$DESKTOP_DIR/bar-gps-clock.png" ||
+        e2e_fail "the bar does not show two icons"
+    keep_screenshots "$DESKTOP_DIR"/bar-{gps,clock,gps-clock}.png
+}
+
 case "${1:-}" in
 harness) case_harness ;;
 states) case_states ;;
@@ -226,8 +272,9 @@ click) case_click ;;
 late-bar) case_late_bar ;;
 router-dies) case_router_dies ;;
 battery) case_battery ;;
+platform) case_platform ;;
 *)
-    echo "usage: $0 harness|states|click|late-bar|router-dies|battery" >&2
+    echo "usage: $0 harness|states|click|late-bar|router-dies|battery|platform" >&2
     exit 2
     ;;
 esac

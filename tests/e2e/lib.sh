@@ -162,14 +162,75 @@ e2e_expect_raise_remote() {
         e2e_sim_saw event=recv to=homepage from=glyphd command=raise_screen params=REMOTE
 }
 
+# --- platform services on a private system bus ---------------------------------------------
+
+# e2e_start_platform [ARGS...]: a private system bus, exported to the programs started after
+# it, and platform-sim on it with its standard input on a pipe for e2e_platform.
+e2e_start_platform() {
+    local socket="$DESKTOP_DIR/system_bus_socket"
+    desktop_spawn systembus dbus-daemon --nofork --nopidfile \
+        --config-file="$E2E_ROOT/scripts/systembus/bus.conf" --address="unix:path=$socket"
+    export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$socket"
+    e2e_wait "$E2E_WAIT" "the private system bus" test -S "$socket"
+    mkfifo "$DESKTOP_DIR/platform.in"
+    exec {E2E_PLATFORM_FD}<>"$DESKTOP_DIR/platform.in"
+    DESKTOP_STDIN="$DESKTOP_DIR/platform.in" desktop_spawn platform "$E2E_BIN/platform-sim" "$@"
+    e2e_wait "$E2E_WAIT" "platform-sim ready" e2e_log_has platform '"event":"ready"'
+}
+
+# e2e_platform COMMAND...: one line to platform-sim.
+e2e_platform() { printf '%s\n' "$*" >&"$E2E_PLATFORM_FD"; }
+
+# e2e_systembus_pids: the process of every connection on the private system bus.
+e2e_systembus_pids() {
+    local name
+    for name in $(dbus-send --system --print-reply --dest=org.freedesktop.DBus \
+        /org/freedesktop/DBus org.freedesktop.DBus.ListNames | grep -o '":[0-9.]*"' | tr -d '"'); do
+        dbus-send --system --print-reply --dest=org.freedesktop.DBus /org/freedesktop/DBus \
+            org.freedesktop.DBus.GetConnectionUnixProcessID "string:$name" | awk '/uint32/ {print $2}'
+    done
+}
+
+e2e_glyphd_on_systembus() { e2e_systembus_pids | grep -qx "$(desktop_pid glyphd)"; }
+
+# e2e_item TOOLTIP: waits for the item with that tooltip and sets E2E_ITEM to it.
+e2e_item() {
+    E2E_ITEM="$("${E2E_TRAYCTL[@]}" find --tooltip "$1" --timeout "$E2E_WAIT")" ||
+        e2e_fail "no tray item with the tooltip $1 within $E2E_WAIT s"
+    E2E_ITEM="${E2E_ITEM%%$'\n'*}"
+}
+
+# e2e_expect_item_picture TOOLTIP PNG: that item shows that picture (its IconPixmap).
+e2e_expect_item_picture() {
+    e2e_item "$1"
+    desktop_wait_for "$E2E_WAIT" "the picture $2" \
+        "${E2E_TRAYCTL[@]}" match-pixmap "$E2E_ITEM" "$E2E_ICONS/$2" || {
+        "${E2E_TRAYCTL[@]}" items >&2
+        e2e_fail "the $1 item does not show $2"
+    }
+}
+
+e2e_expect_no_item() {
+    "${E2E_TRAYCTL[@]}" find --tooltip "$1" --absent --timeout "$E2E_WAIT" >/dev/null || {
+        "${E2E_TRAYCTL[@]}" items >&2
+        e2e_fail "the $1 item is still registered"
+    }
+}
+
+# e2e_expect_raise SCREEN: a tap asked the home page for that screen.
+e2e_expect_raise() {
+    e2e_wait "$E2E_WAIT" "raise_screen $1 at homepage" \
+        e2e_sim_saw event=recv to=homepage from=glyphd command=raise_screen "params=$1"
+}
+
 # e2e_finish CASE: stops the programs under test while the desktop is still up, fails on any
 # sanitizer report in their logs (sanitizer builds report at exit), and reports success.
 e2e_finish() {
     local name
-    for name in glyphd probe sim router; do
+    for name in glyphd probe sim router platform; do
         desktop_stop "$name"
     done
-    for name in glyphd probe sim router; do
+    for name in glyphd probe sim router platform; do
         [[ -e "$DESKTOP_DIR/logs/$name.log" ]] || continue
         grep -q -E 'ERROR: (Address|Leak|Thread|UndefinedBehavior)Sanitizer|WARNING: ThreadSanitizer|runtime error:' \
             "$DESKTOP_DIR/logs/$name.log" && e2e_fail "sanitizer report in the log of $name"

@@ -3,7 +3,8 @@
 # the stand-in tray host (scripts/desktop/sni_host.py) and a bare X server. The tray is read
 # and clicked through the bus, as a panel would.
 #
-#   standin.sh CASE      CASE: harness states initial-value click late-host router-dies
+#   standin.sh CASE      CASE: harness states initial-value click late-host router-dies platform
+#                              qrx4400-platform
 set -u
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
@@ -124,6 +125,54 @@ case_router_dies() {
     e2e_expect_no_vnc_item
 }
 
+# The GPS and clock-source icons from platform-sim's values; taps raise their pages, and the
+# GNSS service leaving takes its icon away.
+case_platform() {
+    setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd" "$E2E_BIN/platform-sim"
+    start_host
+    e2e_start_platform --set GnssStatus=true --set FixStatus=1 --set Band=0,1 \
+        --set TimingSourceStatus=5 --set AutoSelectStatus=3 --set ClockLockStatus=1
+    e2e_start_router
+    e2e_start_simulator
+    e2e_start_glyphd xcb
+    e2e_wait_glyphd_initialized
+    e2e_expect_item_picture ClockSource SysTrayClock15MLocked.png
+    "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate failed"
+    e2e_expect_raise CLKSRC
+    e2e_expect_item_picture GPS SysTrayGpsLocked_dual.png
+    "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate failed"
+    e2e_expect_raise GNSS
+    e2e_platform set FixStatus 0
+    e2e_expect_item_picture GPS SysTrayGpsSearch.png
+    e2e_platform leave gps
+    e2e_expect_no_item GPS
+    e2e_platform join gps
+    e2e_expect_item_picture GPS SysTrayGpsSearch.png
+}
+
+# A QRX4400 has neither item: the daemon does not even connect to the system bus.
+case_qrx4400_platform() {
+    setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd" "$E2E_BIN/platform-sim"
+    e2e_require dbus-send
+    start_host
+    e2e_start_platform --set GnssStatus=true --set FixStatus=1 --set TimingSourceStatus=1
+    e2e_start_router
+    e2e_start_simulator --set VNC_USERS=1
+    QRX4400_CONFIGURED=YES e2e_start_glyphd xcb
+    e2e_wait_glyphd_initialized
+    e2e_expect_vnc_picture SysTrayVnc.png
+    e2e_glyphd_on_systembus && e2e_fail "glyphd connected to the system bus on a QRX4400"
+    "${E2E_TRAYCTL[@]}" find --tooltip GPS --absent --timeout 1 >/dev/null ||
+        e2e_fail "a QRX4400 shows a GPS item"
+    "${E2E_TRAYCTL[@]}" find --tooltip ClockSource --absent --timeout 1 >/dev/null ||
+        e2e_fail "a QRX4400 shows a clock-source item"
+    # The same check holds on any other instrument the other way round.
+    desktop_stop glyphd
+    e2e_start_glyphd xcb
+    e2e_expect_item_picture GPS SysTrayGpsLocked.png
+    e2e_glyphd_on_systembus || e2e_fail "glyphd is not on the system bus, so the check above proves nothing"
+}
+
 case "${1:-}" in
 harness) case_harness ;;
 states) case_states ;;
@@ -131,8 +180,10 @@ initial-value) case_initial_value ;;
 click) case_click ;;
 late-host) case_late_host ;;
 router-dies) case_router_dies ;;
+platform) case_platform ;;
+qrx4400-platform) case_qrx4400_platform ;;
 *)
-    echo "usage: $0 harness|states|initial-value|click|late-host|router-dies" >&2
+    echo "usage: $0 harness|states|initial-value|click|late-host|router-dies|platform|qrx4400-platform" >&2
     exit 2
     ;;
 esac
