@@ -202,6 +202,7 @@ void CSystemTrayIcon::hideBalloon()
 void CSystemTrayIcon::presentMessage(const QString &title, const QString &text,
                                      QSystemTrayIcon::MessageIcon iconKind, int milliseconds)
 {
+    emit balloonPresented(title, text, iconKind, milliseconds);
     showMessage(title, text, iconKind, milliseconds);
 }
 
