@@ -1,5 +1,8 @@
 #include "trayitemtable.h"
 
+#include "items/cbluetoothsystemtraydataitem.h"
+#include "items/cr7300msystemtraydataitem.h"
+#include "items/cusbflashsystemtraydataitem.h"
 #include "items/cvncsystemtraydataitem.h"
 
 namespace glyphd {
@@ -37,11 +40,11 @@ const QVector<TrayItemRow> &trayItemTable()
         {"CFanSystemTrayDataItem", hasFanAlarm, nullptr},
         {"CBatterySystemTrayDataItem", isNotQrx4400, nullptr},
         {"CNtpSystemTrayDataItem", always, nullptr},
-        {"CUsbFlashSystemTrayDataItem", always, nullptr},
+        {"CUsbFlashSystemTrayDataItem", always, create<CUsbFlashSystemTrayDataItem>},
         {"CVncSystemTrayDataItem", always, create<CVncSystemTrayDataItem>},
-        {"CBluetoothSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CBluetoothSystemTrayDataItem", isNotQrx4400, create<CBluetoothSystemTrayDataItem>},
         {"CAudioSystemTrayDataItem", isNotQrx4400, nullptr},
-        {"CR7300mSystemTrayDataItem", always, nullptr},
+        {"CR7300mSystemTrayDataItem", always, create<CR7300mSystemTrayDataItem>},
         {"CVellumSystemTrayDataItem", always, nullptr},
         {"CJobManagerSystemTrayDataItem", always, nullptr},
         {"CWifiSystemTrayDataItem", isNotQrx4400, nullptr},
