@@ -25,7 +25,7 @@ public:
 
     // More elements than this are refused before parsing: the parser descends once per
     // nesting level, and the count of elements bounds the depth it can reach.
-    static constexpr std::size_t maxElements = 4096;
+    static constexpr std::size_t maxElements = 1024;
 
     static Result read(const std::string &document);
 };

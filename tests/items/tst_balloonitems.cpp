@@ -208,10 +208,14 @@ void TestBalloonItems::storageStory_data()
                                         << corrupted << critical << 10000 << true;
     QTest::newRow("malformed first")
         << none << false << QByteArray("<l><d path='/a'></l>") << 0 << QString() << 0 << 0 << false;
+    // The root, the device and the padding: as many elements as the reader takes, and one more.
+    auto padded = [](int elements) {
+        return "<l><d path=\"/a\"/>" + QByteArray("<x/>").repeated(elements - 2) + "</l>";
+    };
+    QTest::newRow("most elements")
+        << a << false << padded(1024) << 2 << QString() << 0 << 0 << false;
     QTest::newRow("too many elements is empty")
-        << a << false
-        << QByteArray("<l><d path=\"/a\"/>" + QByteArray("<x/>").repeated(5000) + "</l>") << 3
-        << corrupted << critical << 10000 << true;
+        << a << false << padded(1025) << 3 << corrupted << critical << 10000 << true;
 }
 
 void TestBalloonItems::storageStory()
