@@ -130,22 +130,25 @@ balloon() {
     "${E2E_TRAYCTL[@]}" balloon --wait "$E2E_WAIT" "$@" || e2e_fail "no balloon $*"
 }
 
-# A stick plugged in, tapped, ejected and taken out: the reminder waits until the icon has
-# been up for its show delay, the last eject's balloon is critical, and the icon leaves half a
-# second before that balloon would.
+# Two sticks plugged in and tapped; one ejected and taken out (green, the icon stays); the last
+# one too: its balloon is critical and the icon leaves half a second before the balloon would.
+# The reminder of the first sticks waits until the icon has been up for its show delay.
 case_storage() {
     setup_daemon --set FLASH_LIST='<flashlist></flashlist>'
-    e2e_sim "flash /media/usb0=MOUNTED"
+    e2e_sim "flash /media/usb0=MOUNTED /media/usb1=MOUNTED"
     e2e_item "Removable Storage" SysTrayUsbFlashConnected.png
     balloon --summary "Removable Storage" --body "$E2E_REMEMBER" --kind information \
         --expire 5000 --held-back "$E2E_ITEM" 2.5
     "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate failed"
     e2e_expect_raise USB
-    e2e_sim "flash /media/usb0=EJECTING"
-    e2e_sim "flash"
+    e2e_sim "flash /media/usb0=EJECTING /media/usb1=MOUNTED"
+    e2e_sim "flash /media/usb1=MOUNTED"
+    balloon --summary "Removable Storage" --body "$E2E_SAFE" --kind information --expire 10000
     e2e_item "Removable Storage" SysTrayUsbFlashGreen.png
+    e2e_sim "flash /media/usb1=EJECTING"
+    e2e_sim "flash"
     balloon --summary "Removable Storage" --body "$E2E_SAFE" --kind critical --expire 10000 \
-        --hides "$E2E_ITEM" 9.2 9.95
+        --hides "$E2E_ITEM" 9.0 9.99
 }
 
 # One of two sticks pulled out: the red icon and an informational balloon; the icon stays.
