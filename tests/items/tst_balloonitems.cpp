@@ -19,13 +19,29 @@ using glyphd::CUsbFlashSystemTrayDataItem;
 
 namespace {
 
+// What the user was told, as the icon handed it to the tray.
 struct Balloon
 {
     QString title;
     QString text;
     int kind;
     int milliseconds;
+    bool operator==(const Balloon &other) const
+    {
+        return title == other.title && text == other.text && kind == other.kind &&
+               milliseconds == other.milliseconds;
+    }
 };
+using Balloons = QList<Balloon>;
+
+// Found by QCOMPARE through argument-dependent lookup, for a readable failure.
+char *toString(const Balloon &balloon)
+{
+    return qstrdup(qPrintable(QStringLiteral("%1 | %2 | kind %3 | %4 ms")
+                                  .arg(balloon.title, balloon.text)
+                                  .arg(balloon.kind)
+                                  .arg(balloon.milliseconds)));
+}
 
 // An item as the daemon makes it, with the balloons its icon handed to the tray.
 template<class Item>
@@ -63,7 +79,7 @@ public:
         return this->icon()->template findChild<QTimer *>(QStringLiteral("hideTimer"))->isActive();
     }
 
-    QList<Balloon> balloons;
+    Balloons balloons;
 };
 
 // The microscope's device nodes live in a directory of the test's own.
@@ -77,7 +93,7 @@ public:
 };
 QString ProbedMicroscope::deviceDirectory;
 
-// A device list in the control panel's form: "path=state" pairs.
+// A device list in the control panel's form, from "path=state" pairs.
 QByteArray deviceList(const QByteArrayList &devices)
 {
     QByteArray xml("<flashlist>");
@@ -94,28 +110,34 @@ QByteArray notification(const QByteArray &key, QByteArray value)
     return key + ",\"" + value.replace('"', "\"\"") + '"';
 }
 
-const int info = QSystemTrayIcon::Information;
-const int critical = QSystemTrayIcon::Critical;
-const QString storage = QStringLiteral("Removable Storage");
 const QString remember = QStringLiteral(
     "Please remember to eject the device from the Removable Storage system page before "
     "removing it.");
 const QString safe = QStringLiteral("The device has been ejected and is safe to remove.");
 const QString corrupted =
     QStringLiteral("The device was removed without being ejected. Data may be corrupted.");
-const QString pairing = QStringLiteral("Pair requested. You may go to the Bluetooth system page "
-                                       "to complete the pair by clicking on the icon above.");
 const QString wrongPort = QStringLiteral(
     "The R7300m Microscope will not function in this USB port.  Please use the other USB port.");
-const QString wrongPortKestrel =
-    QStringLiteral("The R7300m Microscope will not function properly in this USB port.  Please "
-                   "use Client USB port with a Mini OTG cable.");
-const QString unsupported =
-    QStringLiteral("The Lumiscope microscope is not supported on this instrument.");
+
+Balloon storage(const QString &text, int kind = QSystemTrayIcon::Information, int ms = 10000)
+{
+    return {QStringLiteral("Removable Storage"), text, kind, ms};
+}
+Balloon bluetooth(const QString &text)
+{
+    return {QStringLiteral("Bluetooth"), text, QSystemTrayIcon::Information, 10000};
+}
+const Balloon reminder = storage(remember, QSystemTrayIcon::Information, 5000);
+const Balloon portWarning = {QStringLiteral("Microscope Error"), wrongPort,
+                             QSystemTrayIcon::Critical, 10000};
+const Balloon unsupportedWarning = {
+    QStringLiteral("Lumiscope Not Supported"),
+    QStringLiteral("The Lumiscope microscope is not supported on this instrument."),
+    QSystemTrayIcon::Critical, 99999};
 
 } // namespace
 
-Q_DECLARE_METATYPE(QByteArrayList)
+Q_DECLARE_METATYPE(Balloons)
 
 // The removable-storage, Bluetooth and microscope items: what their icons show and what their
 // balloons tell the user, against the real icon, router and simulator.
@@ -137,8 +159,6 @@ private slots:
 
     void microscopeReports_data();
     void microscopeReports();
-    void microscopePortWording_data();
-    void microscopePortWording();
     void microscopeProbe_data();
     void microscopeProbe();
 
@@ -159,63 +179,51 @@ void TestBalloonItems::storageStory_data()
     QTest::addColumn<bool>("formatting");
     QTest::addColumn<QByteArray>("after");
     QTest::addColumn<int>("state");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("kind");
-    QTest::addColumn<int>("milliseconds");
+    QTest::addColumn<Balloons>("balloons");
     QTest::addColumn<bool>("autoHide");
-
+    auto row = [](const char *name, const QByteArray &before, const QByteArray &after, int state,
+                  Balloons balloons = {}, bool autoHide = false, bool formatting = false) {
+        QTest::newRow(name) << before << formatting << after << state << balloons << autoHide;
+    };
+    const int critical = QSystemTrayIcon::Critical;
     const QByteArray none = deviceList({});
     const QByteArray a = deviceList({"/a=MOUNTED"});
-    const QByteArray b = deviceList({"/b=MOUNTED"});
     const QByteArray ab = deviceList({"/a=MOUNTED", "/b=MOUNTED"});
     const QByteArray aEjecting = deviceList({"/a=EJECTING"});
-    QTest::newRow("first stick") << none << false << a << 2 << remember << info << 5000 << false;
-    QTest::newRow("first sticks") << none << false << ab << 2 << remember << info << 5000 << false;
-    QTest::newRow("second stick") << a << false << ab << 2 << QString() << 0 << 0 << false;
-    QTest::newRow("stick swapped") << a << false << b << 3 << corrupted << info << 10000 << false;
-    QTest::newRow("last ejected") << aEjecting << false << none << 1 << safe << critical << 10000
-                                  << true;
-    QTest::newRow("last ejected formatting")
-        << aEjecting << true << none << 1 << QString() << 0 << 0 << false;
-    QTest::newRow("one of two ejected") << deviceList({"/a=EJECTING", "/b=MOUNTED"}) << false << b
-                                        << 1 << safe << info << 10000 << false;
-    QTest::newRow("last pulled out")
-        << a << false << none << 3 << corrupted << critical << 10000 << true;
-    QTest::newRow("one of two pulled out")
-        << ab << false << a << 3 << corrupted << info << 10000 << false;
-    QTest::newRow("pulled out beats ejected")
-        << deviceList({"/a=EJECTING", "/b=MOUNTED"}) << false << none << 3 << corrupted << critical
-        << 10000 << true;
-    QTest::newRow("ejecting while present")
-        << a << false << aEjecting << 2 << QString() << 0 << 0 << false;
-    QTest::newRow("first stick already ejecting")
-        << none << false << aEjecting << 2 << QString() << 0 << 0 << false;
-    QTest::newRow("later duplicate ejects") << deviceList({"/a=MOUNTED", "/a=EJECTING"}) << false
-                                            << none << 1 << safe << critical << 10000 << true;
-    QTest::newRow("later duplicate mounts") << deviceList({"/a=EJECTING", "/a=MOUNTED"}) << false
-                                            << none << 3 << corrupted << critical << 10000 << true;
-    QTest::newRow("pathless device never counts")
-        << deviceList({"=MOUNTED"}) << false << none << 0 << QString() << 0 << 0 << false;
-    QTest::newRow("pathless first device")
-        << none << false << deviceList({"=MOUNTED"}) << 2 << QString() << 0 << 0 << false;
-    QTest::newRow("only elements named like the first")
-        << QByteArray("<x>text<!-- c --><d path=\"/a\"/><e path=\"/b\"/><d path=\"/c\"/></x>")
-        << false << deviceList({"/a=MOUNTED", "/c=MOUNTED"}) << 2 << QString() << 0 << 0 << false;
-    QTest::newRow("missing state reads empty")
-        << QByteArray("<l><d path=\"/a\"/></l>") << false << none << 3 << corrupted << critical
-        << 10000 << true;
-    QTest::newRow("malformed is empty") << a << false << QByteArray("<l><d path=\"/a\"") << 3
-                                        << corrupted << critical << 10000 << true;
-    QTest::newRow("malformed first")
-        << none << false << QByteArray("<l><d path='/a'></l>") << 0 << QString() << 0 << 0 << false;
+    const QByteArray bMounted = deviceList({"/b=MOUNTED"});
+    const QByteArray aEjectingB = deviceList({"/a=EJECTING", "/b=MOUNTED"});
     // The root, the device and the padding: as many elements as the reader takes, and one more.
     auto padded = [](int elements) {
         return "<l><d path=\"/a\"/>" + QByteArray("<x/>").repeated(elements - 2) + "</l>";
     };
-    QTest::newRow("most elements")
-        << a << false << padded(1024) << 2 << QString() << 0 << 0 << false;
-    QTest::newRow("too many elements is empty")
-        << a << false << padded(1025) << 3 << corrupted << critical << 10000 << true;
+
+    row("first stick", none, a, 2, {reminder});
+    row("first sticks", none, ab, 2, {reminder});
+    row("second stick", a, ab, 2);
+    row("stick swapped", a, bMounted, 3, {storage(corrupted)});
+    row("last ejected", aEjecting, none, 1, {storage(safe, critical)}, true);
+    row("last ejected while formatting", aEjecting, none, 1, {}, false, true);
+    row("one of two ejected", aEjectingB, bMounted, 1, {storage(safe)});
+    row("last pulled out", a, none, 3, {storage(corrupted, critical)}, true);
+    row("one of two pulled out", ab, a, 3, {storage(corrupted)});
+    row("pulled out beats ejected", aEjectingB, none, 3, {storage(corrupted, critical)}, true);
+    row("ejecting while present", a, aEjecting, 2);
+    row("first stick already ejecting", none, aEjecting, 2);
+    row("later duplicate ejects", deviceList({"/a=MOUNTED", "/a=EJECTING"}), none, 1,
+        {storage(safe, critical)}, true);
+    row("later duplicate mounts", deviceList({"/a=EJECTING", "/a=MOUNTED"}), none, 3,
+        {storage(corrupted, critical)}, true);
+    row("pathless device never counts", deviceList({"=MOUNTED"}), none, 0);
+    row("pathless first device", none, deviceList({"=MOUNTED"}), 2);
+    row("only elements named like the first",
+        "<x>text<!-- c --><d path=\"/a\"/><e path=\"/b\"/><d path=\"/c\"/></x>",
+        deviceList({"/a=MOUNTED", "/c=MOUNTED"}), 2);
+    row("missing state reads empty", "<l><d path=\"/a\"/></l>", none, 3,
+        {storage(corrupted, critical)}, true);
+    row("malformed is empty", a, "<l><d path=\"/a\"", 3, {storage(corrupted, critical)}, true);
+    row("malformed first", none, "<l><d path='/a'></l>", 0);
+    row("most elements", a, padded(1024), 2);
+    row("too many elements is empty", a, padded(1025), 3, {storage(corrupted, critical)}, true);
 }
 
 void TestBalloonItems::storageStory()
@@ -224,9 +232,7 @@ void TestBalloonItems::storageStory()
     QFETCH(bool, formatting);
     QFETCH(QByteArray, after);
     QFETCH(int, state);
-    QFETCH(QString, text);
-    QFETCH(int, kind);
-    QFETCH(int, milliseconds);
+    QFETCH(Balloons, balloons);
     QFETCH(bool, autoHide);
 
     WatchedItem<CUsbFlashSystemTrayDataItem> usb;
@@ -238,13 +244,7 @@ void TestBalloonItems::storageStory()
     QVERIFY(usb.offerSettled(notification("FLASH_LIST", after)));
     QCOMPARE(usb.icon()->state(), state);
     QCOMPARE(usb.icon()->isVisible(), state != 0);
-    QCOMPARE(usb.balloons.size(), text.isEmpty() ? 0 : 1);
-    if (!text.isEmpty()) {
-        QCOMPARE(usb.balloons[0].title, storage);
-        QCOMPARE(usb.balloons[0].text, text);
-        QCOMPARE(usb.balloons[0].kind, kind);
-        QCOMPARE(usb.balloons[0].milliseconds, milliseconds);
-    }
+    QCOMPARE(usb.balloons, balloons);
     QCOMPARE(usb.autoHiding(), autoHide);
     if (autoHide) {
         // A tap on the balloon takes the icon away at once.
@@ -255,18 +255,18 @@ void TestBalloonItems::storageStory()
 
 void TestBalloonItems::formattingBalloons()
 {
-    const QString started =
-        QStringLiteral("Formatting device. Do not remove device until process is completed.");
-    const QString complete = QStringLiteral("Format complete. ") + remember;
+    const Balloon started = storage(
+        QStringLiteral("Formatting device. Do not remove device until process is completed."));
+    const Balloon complete = storage(QStringLiteral("Format complete. ") + remember);
     const struct
     {
         const char *params;
-        QString text;
+        Balloons balloons;
     } steps[] = {
-        {"FLASH_FORMAT,\"\"", QString()},     {"FLASH_FORMAT,\"sdb1\"", started},
-        {"FLASH_FORMAT,\"sdb1\"", QString()}, {"FLASH_FORMAT,\"other\"", QString()},
-        {"FLASH_FORMAT,\"\"", complete},      {"FLASH_FORMAT,\"\"", QString()},
-        {"FLASH_FORMATX,\"on\"", QString()},  {"FLASH_FORMAT,\"on\"", started},
+        {"FLASH_FORMAT,\"\"", {}},         {"FLASH_FORMAT,\"sdb1\"", {started}},
+        {"FLASH_FORMAT,\"sdb1\"", {}},     {"FLASH_FORMAT,\"other\"", {}},
+        {"FLASH_FORMAT,\"\"", {complete}}, {"FLASH_FORMAT,\"\"", {}},
+        {"FLASH_FORMATX,\"on\"", {}},      {"FLASH_FORMAT,\"on\"", {started}},
     };
     WatchedItem<CUsbFlashSystemTrayDataItem> usb;
     QVERIFY(usb.offerSettled(notification("FLASH_LIST", deviceList({"/a=MOUNTED"}))));
@@ -274,14 +274,8 @@ void TestBalloonItems::formattingBalloons()
         usb.balloons.clear();
         QVERIFY(usb.offerSettled(step.params));
         QCOMPARE(usb.icon()->state(), 2);
-        QCOMPARE(usb.balloons.size(), step.text.isEmpty() ? 0 : 1);
-        if (!step.text.isEmpty()) {
-            QCOMPARE(usb.balloons[0].title, storage);
-            QCOMPARE(usb.balloons[0].text, step.text);
-            QCOMPARE(usb.balloons[0].kind, info);
-            QCOMPARE(usb.balloons[0].milliseconds, 10000);
-            QVERIFY(!usb.autoHiding());
-        }
+        QCOMPARE(usb.balloons, step.balloons);
+        QVERIFY(!usb.autoHiding());
     }
 }
 
@@ -322,9 +316,7 @@ void TestBalloonItems::firstValueAndTap()
         // The storage reminder waits for the icon to settle in the tray.
         QVERIFY(item.balloons.isEmpty());
         item.settle();
-        QCOMPARE(item.balloons.size(), bluetooth ? 0 : 1);
-        if (!bluetooth)
-            QCOMPARE(item.balloons[0].text, remember);
+        QCOMPARE(item.balloons, bluetooth ? Balloons() : Balloons{reminder});
 
         emit item.icon()->activated(QSystemTrayIcon::Context);
         QJsonObject raise;
@@ -351,53 +343,42 @@ void TestBalloonItems::bluetoothMessages_data()
     QTest::addColumn<QByteArray>("params");
     QTest::addColumn<bool>("accepted");
     QTest::addColumn<int>("state");
-    QTest::addColumn<QString>("text");
-
+    QTest::addColumn<Balloons>("balloons");
+    auto row = [](const char *name, const QByteArray &source, const QByteArray &command,
+                  const QByteArray &params, bool accepted, int state = 0,
+                  const QString &text = QString(), int type = int(MessageType::Notification)) {
+        // Twice: a pairing request or a file pops its balloon each time.
+        const Balloons balloons =
+            text.isEmpty() ? Balloons() : Balloons{bluetooth(text), bluetooth(text)};
+        QTest::newRow(name) << source << type << command << params << accepted << state << balloons;
+    };
     const QByteArray panel("ctrlpanelsvc");
     const QByteArray bt("bluetooth");
-    const int notify = int(MessageType::Notification);
     const QByteArray file("BLUE_OBEX_FILE_RCVD");
     const QString received =
         QStringLiteral("File received and placed in the bluetooth inbox.\nFilename: ");
-    QTest::newRow("enabled") << panel << notify << QByteArray("notify")
-                             << QByteArray("BLUE_ENABLED,\"YES\"") << true << 12 << QString();
-    QTest::newRow("enabled lower case")
-        << panel << notify << QByteArray("notify") << QByteArray("BLUE_ENABLED,\"yes\"") << true
-        << 0 << QString();
-    QTest::newRow("longer enabled key")
-        << panel << notify << QByteArray("notify") << QByteArray("BLUE_ENABLEDX,\"YES\"") << true
-        << 0 << QString();
-    QTest::newRow("enabled from bluetooth")
-        << bt << notify << QByteArray("notify") << QByteArray("BLUE_ENABLED,\"YES\"") << false << 0
-        << QString();
-    QTest::newRow("enabled from home page")
-        << QByteArray("homepage") << notify << QByteArray("notify")
-        << QByteArray("BLUE_ENABLED,\"YES\"") << false << 0 << QString();
-    QTest::newRow("enabled as command")
-        << panel << int(MessageType::Command) << QByteArray("notify")
-        << QByteArray("BLUE_ENABLED,\"YES\"") << false << 0 << QString();
-    QTest::newRow("ssp pairing") << panel << notify << QByteArray("notify")
-                                 << QByteArray("BLUE_PAIRING_STATE,\"SSP_RESPONDER\"") << true << 0
-                                 << pairing;
-    QTest::newRow("pin pairing") << panel << notify << QByteArray("notify")
-                                 << QByteArray("BLUE_PAIRING_STATE,\"PIN_ENTRY_RESPONDER\"") << true
-                                 << 0 << pairing;
-    QTest::newRow("other pairing")
-        << panel << notify << QByteArray("notify")
-        << QByteArray("BLUE_PAIRING_STATE,\"ssp_responder\"") << true << 0 << QString();
-    QTest::newRow("file from bluetooth")
-        << bt << notify << file << QByteArray("photo.jpg") << true << 0 << received + "photo.jpg";
-    QTest::newRow("file from panel, unparsed")
-        << panel << notify << file << QByteArray("\"a b\",c.txt") << true << 0
-        << received + "\"a b\",c.txt";
-    QTest::newRow("file without name")
-        << bt << notify << file << QByteArray() << true << 0 << QString();
-    QTest::newRow("file from home page") << QByteArray("homepage") << notify << file
-                                         << QByteArray("photo.jpg") << false << 0 << QString();
-    QTest::newRow("file as command") << bt << int(MessageType::Command) << file
-                                     << QByteArray("photo.jpg") << false << 0 << QString();
-    QTest::newRow("longer file command")
-        << bt << notify << file + 'X' << QByteArray("photo.jpg") << false << 0 << QString();
+    const QString pairing = QStringLiteral("Pair requested. You may go to the Bluetooth system "
+                                           "page to complete the pair by clicking on the icon "
+                                           "above.");
+    const int command = int(MessageType::Command);
+
+    row("enabled", panel, "notify", "BLUE_ENABLED,\"YES\"", true, 12);
+    row("enabled lower case", panel, "notify", "BLUE_ENABLED,\"yes\"", true, 0);
+    row("longer enabled key", panel, "notify", "BLUE_ENABLEDX,\"YES\"", true, 0);
+    row("enabled from bluetooth", bt, "notify", "BLUE_ENABLED,\"YES\"", false);
+    row("enabled from home page", "homepage", "notify", "BLUE_ENABLED,\"YES\"", false);
+    row("enabled as command", panel, "notify", "BLUE_ENABLED,\"YES\"", false, 0, {}, command);
+    row("ssp pairing", panel, "notify", "BLUE_PAIRING_STATE,\"SSP_RESPONDER\"", true, 0, pairing);
+    row("pin pairing", panel, "notify", "BLUE_PAIRING_STATE,\"PIN_ENTRY_RESPONDER\"", true, 0,
+        pairing);
+    row("other pairing", panel, "notify", "BLUE_PAIRING_STATE,\"ssp_responder\"", true);
+    row("file from bluetooth", bt, file, "photo.jpg", true, 0, received + "photo.jpg");
+    row("file from panel, unparsed", panel, file, "\"a b\",c.txt", true, 0,
+        received + "\"a b\",c.txt");
+    row("file without name", bt, file, "", true);
+    row("file from home page", "homepage", file, "photo.jpg", false);
+    row("file as command", bt, file, "photo.jpg", false, 0, {}, command);
+    row("longer file command", bt, file + 'X', "photo.jpg", false);
 }
 
 void TestBalloonItems::bluetoothMessages()
@@ -408,110 +389,75 @@ void TestBalloonItems::bluetoothMessages()
     QFETCH(QByteArray, params);
     QFETCH(bool, accepted);
     QFETCH(int, state);
-    QFETCH(QString, text);
+    QFETCH(Balloons, balloons);
 
-    // Twice: a pairing request or a file pops its balloon each time, even on a hidden icon.
-    WatchedItem<CBluetoothSystemTrayDataItem> bluetooth;
+    WatchedItem<CBluetoothSystemTrayDataItem> item;
     for (int time = 0; time < 2; ++time) {
-        QCOMPARE(bluetooth.offerSettled(params, source.constData(), MessageType(type),
-                                        command.constData()),
-                 accepted);
+        QCOMPARE(
+            item.offerSettled(params, source.constData(), MessageType(type), command.constData()),
+            accepted);
     }
-    QCOMPARE(bluetooth.icon()->state(), state);
-    QCOMPARE(bluetooth.balloons.size(), text.isEmpty() ? 0 : 2);
-    for (const Balloon &balloon : qAsConst(bluetooth.balloons)) {
-        QCOMPARE(balloon.title, QStringLiteral("Bluetooth"));
-        QCOMPARE(balloon.text, text);
-        QCOMPARE(balloon.kind, info);
-        QCOMPARE(balloon.milliseconds, 10000);
-        QVERIFY(!bluetooth.autoHiding());
-    }
+    QCOMPARE(item.icon()->state(), state);
+    QCOMPARE(item.balloons, balloons);
+    QVERIFY(!item.autoHiding());
 }
 
 void TestBalloonItems::microscopeReports_data()
 {
+    QTest::addColumn<QByteArray>("hardware");
     QTest::addColumn<QByteArray>("source");
     QTest::addColumn<QByteArrayList>("values");
-    QTest::addColumn<bool>("accepted");
     QTest::addColumn<int>("state");
-    QTest::addColumn<QStringList>("warnings");
+    QTest::addColumn<Balloons>("balloons");
+    auto row = [](const char *name, const QByteArrayList &values, int state, Balloons balloons,
+                  const QByteArray &hardware = QByteArray(),
+                  const QByteArray &source = "ctrlpanelsvc") {
+        QTest::newRow(name) << hardware << source << values << state << balloons;
+    };
+    Balloon kestrelWarning = portWarning;
+    kestrelWarning.text = QStringLiteral("The R7300m Microscope will not function properly in "
+                                         "this USB port.  Please use Client USB port with a Mini "
+                                         "OTG cable.");
 
-    const QByteArray panel("ctrlpanelsvc");
-    QTest::newRow("wrong port") << panel << QByteArrayList{"True"} << true << 13
-                                << QStringList{wrongPort};
-    QTest::newRow("unsupported") << panel << QByteArrayList{"Unsupported"} << true << 14
-                                 << QStringList{unsupported};
-    QTest::newRow("any sender") << QByteArray("scopesvc") << QByteArrayList{"True"} << true << 13
-                                << QStringList{wrongPort};
-    QTest::newRow("lower case") << panel << QByteArrayList{"true"} << true << 0 << QStringList();
-    QTest::newRow("repeated") << panel << QByteArrayList{"True", "True"} << true << 13
-                              << QStringList{wrongPort};
-    QTest::newRow("again after cleared") << panel << QByteArrayList{"True", "False", "True"} << true
-                                         << 13 << QStringList{wrongPort, wrongPort};
-    QTest::newRow("port then unsupported") << panel << QByteArrayList{"True", "Unsupported"} << true
-                                           << 14 << QStringList{wrongPort, unsupported};
-    QTest::newRow("cleared") << panel << QByteArrayList{"Unsupported", "gone"} << true << 0
-                             << QStringList{unsupported};
+    row("wrong port", {"True"}, 13, {portWarning});
+    row("unsupported", {"Unsupported"}, 14, {unsupportedWarning});
+    row("any sender", {"True"}, 13, {portWarning}, {}, "scopesvc");
+    row("lower case", {"true"}, 0, {});
+    row("repeated", {"True", "True"}, 13, {portWarning});
+    row("again after cleared", {"True", "False", "True"}, 13, {portWarning, portWarning});
+    row("port then unsupported", {"True", "Unsupported"}, 14, {portWarning, unsupportedWarning});
+    row("cleared", {"Unsupported", "gone"}, 0, {unsupportedWarning});
+    row("kestrel", {"True"}, 13, {kestrelWarning}, "kestrel");
+    row("Kestrel", {"True"}, 13, {portWarning}, "Kestrel");
+    row("kestrel2", {"True"}, 13, {portWarning}, "kestrel2");
+    row("kestrel unsupported", {"Unsupported"}, 14, {unsupportedWarning}, "kestrel");
 }
 
 void TestBalloonItems::microscopeReports()
 {
+    QFETCH(QByteArray, hardware);
     QFETCH(QByteArray, source);
     QFETCH(QByteArrayList, values);
-    QFETCH(bool, accepted);
     QFETCH(int, state);
-    QFETCH(QStringList, warnings);
+    QFETCH(Balloons, balloons);
 
-    qunsetenv("TORVE_CSR_NAME");
-    WatchedItem<CR7300mSystemTrayDataItem> scope;
-    QVERIFY(!scope.offer("SCOPE_ERROR,\"True\"", source.constData(), MessageType::Command));
-    for (const QByteArray &value : values)
-        QCOMPARE(scope.offerSettled(notification("SCOPE_ERROR", value), source.constData()),
-                 accepted);
-    QCOMPARE(scope.icon()->state(), state);
-    QCOMPARE(scope.icon()->isVisible(), state != 0);
-    QStringList shown;
-    for (const Balloon &balloon : qAsConst(scope.balloons)) {
-        shown.append(balloon.text);
-        const bool port = balloon.text == wrongPort;
-        QCOMPARE(balloon.title, port ? QStringLiteral("Microscope Error")
-                                     : QStringLiteral("Lumiscope Not Supported"));
-        QCOMPARE(balloon.kind, critical);
-        QCOMPARE(balloon.milliseconds, port ? 10000 : 99999);
-    }
-    QCOMPARE(shown, warnings);
-    QVERIFY(!scope.autoHiding());
-
-    // A tap shows the warning again; nothing is raised.
-    scope.balloons.clear();
-    emit scope.icon()->activated(QSystemTrayIcon::Trigger);
-    QCOMPARE(scope.balloons.size(), state == 0 ? 0 : 1);
-    if (state != 0)
-        QCOMPARE(scope.balloons[0].text, warnings.last());
-}
-
-void TestBalloonItems::microscopePortWording_data()
-{
-    QTest::addColumn<QByteArray>("hardware");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("unset") << QByteArray() << wrongPort;
-    QTest::newRow("kestrel") << QByteArray("kestrel") << wrongPortKestrel;
-    QTest::newRow("Kestrel") << QByteArray("Kestrel") << wrongPort;
-    QTest::newRow("kestrel2") << QByteArray("kestrel2") << wrongPort;
-}
-
-void TestBalloonItems::microscopePortWording()
-{
-    QFETCH(QByteArray, hardware);
-    QFETCH(QString, text);
     if (hardware.isNull())
         qunsetenv("TORVE_CSR_NAME");
     else
         qputenv("TORVE_CSR_NAME", hardware);
     WatchedItem<CR7300mSystemTrayDataItem> scope;
-    QVERIFY(scope.offerSettled("SCOPE_ERROR,\"True\""));
-    QCOMPARE(scope.balloons.size(), 1);
-    QCOMPARE(scope.balloons[0].text, text);
+    QVERIFY(!scope.offer("SCOPE_ERROR,\"True\"", source.constData(), MessageType::Command));
+    for (const QByteArray &value : values)
+        QVERIFY(scope.offerSettled(notification("SCOPE_ERROR", value), source.constData()));
+    QCOMPARE(scope.icon()->state(), state);
+    QCOMPARE(scope.icon()->isVisible(), state != 0);
+    QCOMPARE(scope.balloons, balloons);
+    QVERIFY(!scope.autoHiding());
+
+    // A tap shows the warning again; nothing is raised (there is no client to raise it with).
+    scope.balloons.clear();
+    emit scope.icon()->activated(QSystemTrayIcon::Trigger);
+    QCOMPARE(scope.balloons, state == 0 ? Balloons() : Balloons{balloons.last()});
     qunsetenv("TORVE_CSR_NAME");
 }
 
@@ -548,9 +494,8 @@ void TestBalloonItems::microscopeProbe()
     scope->initialize();
     QCOMPARE(scope.icon()->state(), state);
     scope.settle();
-    QCOMPARE(scope.balloons.size(), state == 0 ? 0 : 1);
-    if (state != 0)
-        QCOMPARE(scope.balloons[0].text, state == 13 ? wrongPort : unsupported);
+    const Balloons warnings[] = {{}, {portWarning}, {unsupportedWarning}};
+    QCOMPARE(scope.balloons, warnings[state == 0 ? 0 : state - 12]);
 }
 
 QTEST_MAIN(TestBalloonItems)
