@@ -3,8 +3,9 @@
 # the release build with every test (end-to-end desktop tests, the translation check and the
 # Debian package built, installed, run and removed included), the ASan+UBSan and
 # TSan builds with the tests that do not need a desktop, and a bounded libFuzzer run of the
-# frame decoder and the parameter reader. The sanitizers' runtime options (leak and race
-# suppressions for the uninstrumented Qt) come with the asan and tsan test presets.
+# frame decoder, the parameter reader and the device-list reader. The sanitizers' runtime
+# options (leak and race suppressions for the uninstrumented Qt) come with the asan and tsan
+# test presets.
 #   FUZZ_SECONDS=N  how long each fuzzer runs (default 60)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -60,7 +61,7 @@ run_ctest tsan -L 'unit|integration'
 step "fuzz (${fuzz_seconds}s per target)"
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz -j "$jobs"
-for target in fuzz_frame fuzz_stringparam; do
+for target in fuzz_frame fuzz_stringparam fuzz_devicelist; do
     corpus=$(mktemp -d)
     cp -r "fuzz/corpus/$target/." "$corpus/" 2>/dev/null || true
     if "build/fuzz/fuzz/$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" \

@@ -7,39 +7,9 @@
 #include <QtGlobal>
 
 static const char *const glyphdItemTexts[] = {
-    QT_TRANSLATE_NOOP("glyphd::CUsbFlashSystemTrayDataItem", "Removable Storage"),
-    QT_TRANSLATE_NOOP("glyphd::CUsbFlashSystemTrayDataItem",
-                      "Format complete. Please remember to eject the device from the Removable "
-                      "Storage system page before removing it."),
-    QT_TRANSLATE_NOOP("glyphd::CUsbFlashSystemTrayDataItem",
-                      "Formatting device. Do not remove device until process is completed."),
-    QT_TRANSLATE_NOOP("glyphd::CUsbFlashSystemTrayDataItem",
-                      "The device was removed without being ejected. Data may be corrupted."),
-    QT_TRANSLATE_NOOP("glyphd::CUsbFlashSystemTrayDataItem",
-                      "The device has been ejected and is safe to remove."),
-    QT_TRANSLATE_NOOP("glyphd::CUsbFlashSystemTrayDataItem",
-                      "Please remember to eject the device from the Removable Storage system page "
-                      "before removing it."),
     QT_TRANSLATE_NOOP("glyphd::CVncSystemTrayDataItem", "VNC"),
     QT_TRANSLATE_NOOP("glyphd::CWifiSystemTrayDataItem", "Wi-Fi"),
     QT_TRANSLATE_NOOP("glyphd::CAudioSystemTrayDataItem", "Audio"),
-    QT_TRANSLATE_NOOP("glyphd::CBluetoothSystemTrayDataItem", "Bluetooth"),
-    QT_TRANSLATE_NOOP("glyphd::CBluetoothSystemTrayDataItem",
-                      "File received and placed in the bluetooth inbox.\nFilename: %1"),
-    QT_TRANSLATE_NOOP("glyphd::CBluetoothSystemTrayDataItem",
-                      "Pair requested. You may go to the Bluetooth system page to complete the "
-                      "pair by clicking on the icon above."),
-    QT_TRANSLATE_NOOP("glyphd::CR7300mSystemTrayDataItem", "R7300m"),
-    QT_TRANSLATE_NOOP("glyphd::CR7300mSystemTrayDataItem", "Microscope Error"),
-    QT_TRANSLATE_NOOP("glyphd::CR7300mSystemTrayDataItem",
-                      "The R7300m Microscope will not function in this USB port.  Please use the "
-                      "other USB port."),
-    QT_TRANSLATE_NOOP("glyphd::CR7300mSystemTrayDataItem",
-                      "The R7300m Microscope will not function properly in this USB port.  Please "
-                      "use Client USB port with a Mini OTG cable."),
-    QT_TRANSLATE_NOOP("glyphd::CR7300mSystemTrayDataItem", "Lumiscope Not Supported"),
-    QT_TRANSLATE_NOOP("glyphd::CR7300mSystemTrayDataItem",
-                      "The Lumiscope microscope is not supported on this instrument."),
     QT_TRANSLATE_NOOP("glyphd::CVellumSystemTrayDataItem", "Vellum"),
     QT_TRANSLATE_NOOP("glyphd::CJobManagerSystemTrayDataItem", "Job Manager"),
     QT_TRANSLATE_NOOP("glyphd::CNtpSystemTrayDataItem", "NTP"),

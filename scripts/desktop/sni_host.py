@@ -14,6 +14,7 @@ Needs Debian's /usr/bin/python3 (python3-dbus, python3-gi).
 import json
 import signal
 import sys
+import time
 
 import dbus
 import dbus.service
@@ -75,6 +76,8 @@ class Watcher(dbus.service.Object):
         self._bus = bus
         self._items = []  # "service/path" strings, in order of registration
         self._watches = {}
+        # Every registration and departure with the host's monotonic time, for timing checks.
+        self.events = []
 
     @dbus.service.method(dbus.INTROSPECTABLE_IFACE, in_signature="", out_signature="s")
     def Introspect(self):
@@ -91,6 +94,7 @@ class Watcher(dbus.service.Object):
         if entry in self._items:
             return
         self._items.append(entry)
+        self.events.append({"item": entry, "event": "registered", "time": time.monotonic()})
         self._watches[entry] = self._bus.watch_name_owner(
             bus_name, lambda owner, e=entry: owner or self._drop(e)
         )
@@ -100,6 +104,7 @@ class Watcher(dbus.service.Object):
         if entry not in self._items:
             return
         self._items.remove(entry)
+        self.events.append({"item": entry, "event": "unregistered", "time": time.monotonic()})
         self._watches.pop(entry).cancel()
         self.StatusNotifierItemUnregistered(entry)
 
@@ -179,6 +184,7 @@ class Notifications(dbus.service.Object):
                 "actions": [str(a) for a in actions],
                 "urgency": int(hints["urgency"]) if "urgency" in hints else None,
                 "expire_timeout": int(timeout),
+                "time": time.monotonic(),
             }
         )
         return dbus.UInt32(notification_id)
@@ -208,13 +214,18 @@ class Notifications(dbus.service.Object):
 class TestInterface(dbus.service.Object):
     """What the tests ask the stand-in for."""
 
-    def __init__(self, bus, notifications):
+    def __init__(self, bus, notifications, watcher=None):
         super().__init__(bus, TEST_PATH)
         self._notifications = notifications
+        self._watcher = watcher
 
     @dbus.service.method(TEST_IFACE, in_signature="", out_signature="s")
     def RecordedNotifications(self):
         return json.dumps(self._notifications.recorded)
+
+    @dbus.service.method(TEST_IFACE, in_signature="", out_signature="s")
+    def ItemEvents(self):
+        return json.dumps(self._watcher.events if self._watcher else [])
 
     @dbus.service.method(TEST_IFACE, in_signature="us", out_signature="")
     def InvokeAction(self, notification_id, action_key):
@@ -230,7 +241,7 @@ def main():
 
     watcher = Watcher(bus)
     notifications = Notifications(bus)
-    TestInterface(bus, notifications)
+    TestInterface(bus, notifications, watcher)
     names = [
         dbus.service.BusName(name, bus, do_not_queue=True)
         for name in (WATCHER_NAME, NOTIFICATIONS_NAME)

@@ -11,6 +11,12 @@
   trayctl.py activate ITEM X Y             call Activate(X, Y) on the item
   trayctl.py notifications                 JSON list of the Notify calls sni_host.py recorded
   trayctl.py invoke-action ID KEY          make sni_host.py emit ActionInvoked(ID, KEY)
+  trayctl.py balloon --summary S [--body B] [--kind K] [--expire MS] [--count N] [--wait S]
+                     [--held-back ITEM SECONDS] [--hides ITEM MIN MAX]
+                                           wait (S seconds) until sni_host.py recorded N such
+                                           Notify calls (exactly N, no more), K information or
+                                           critical; the first came at least SECONDS after ITEM
+                                           registered; ITEM left MIN to MAX s after the last
 
 ITEM is what `find` prints: "busname/objectpath". Needs Debian's /usr/bin/python3.
 """
@@ -177,6 +183,58 @@ def cmd_invoke_action(args):
     return 0
 
 
+BALLOON_KINDS = {"information": ("dialog-information", 0), "critical": ("dialog-error", 2)}
+
+
+def cmd_balloon(args):
+    def matches(call):
+        if call.get("summary") != args.summary:
+            return False
+        if args.body is not None and call.get("body") != args.body:
+            return False
+        if args.kind and (call.get("app_icon"), call.get("urgency")) != BALLOON_KINDS[args.kind]:
+            return False
+        return args.expire is None or call.get("expire_timeout") == args.expire
+
+    def item_times(item, event):
+        events = json.loads(test_host().ItemEvents(dbus_interface=TEST_HOST[2]))
+        return [e["time"] for e in events if e["item"] == item and e["event"] == event]
+
+    deadline = time.monotonic() + args.wait
+    while True:
+        calls = json.loads(test_host().RecordedNotifications(dbus_interface=TEST_HOST[2]))
+        found = [c for c in calls if matches(c)]
+        gone = []
+        if len(found) >= args.count and args.hides:
+            gone = [t for t in item_times(args.hides[0], "unregistered") if t > found[-1]["time"]]
+        if len(found) >= args.count and (gone or not args.hides):
+            break
+        if time.monotonic() >= deadline:
+            print("%d of %d balloons %r%s; recorded: %s" % (
+                len(found), args.count, args.summary,
+                ", item still there" if args.hides and found else "", json.dumps(calls)),
+                file=sys.stderr)
+            return 1
+        time.sleep(0.1)
+    if len(found) != args.count:
+        print("%d balloons %r, not %d" % (len(found), args.summary, args.count), file=sys.stderr)
+        return 1
+    if args.held_back:
+        shown = [t for t in item_times(args.held_back[0], "registered") if t < found[0]["time"]]
+        delay = found[0]["time"] - shown[-1] if shown else -1
+        if delay < float(args.held_back[1]):
+            print("balloon %.3f s after the icon, not %s" % (delay, args.held_back[1]),
+                  file=sys.stderr)
+            return 1
+    if args.hides:
+        after = gone[0] - found[-1]["time"]
+        if not float(args.hides[1]) <= after <= float(args.hides[2]):
+            print("icon left %.3f s after the balloon, not %s to %s" % (
+                after, args.hides[1], args.hides[2]), file=sys.stderr)
+            return 1
+    return 0
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     commands = parser.add_subparsers(dest="command", required=True)
@@ -197,6 +255,16 @@ def main():
     activate.add_argument("y", type=int)
     activate.set_defaults(run=cmd_activate)
     commands.add_parser("notifications").set_defaults(run=cmd_notifications)
+    balloon = commands.add_parser("balloon")
+    balloon.add_argument("--summary", required=True)
+    balloon.add_argument("--body")
+    balloon.add_argument("--kind", choices=sorted(BALLOON_KINDS))
+    balloon.add_argument("--expire", type=int)
+    balloon.add_argument("--count", type=int, default=1)
+    balloon.add_argument("--wait", type=float, default=0)
+    balloon.add_argument("--held-back", nargs=2, metavar=("ITEM", "SECONDS"))
+    balloon.add_argument("--hides", nargs=3, metavar=("ITEM", "MIN", "MAX"))
+    balloon.set_defaults(run=cmd_balloon)
     invoke = commands.add_parser("invoke-action")
     invoke.add_argument("id", type=int)
     invoke.add_argument("key")

@@ -1,8 +1,11 @@
 #include "trayitemtable.h"
 
 #include "items/cbatterysystemtraydataitem.h"
+#include "items/cbluetoothsystemtraydataitem.h"
 #include "items/cclocksourcetraydataitem.h"
 #include "items/cgpssystemtraydataitem.h"
+#include "items/cr7300msystemtraydataitem.h"
+#include "items/cusbflashsystemtraydataitem.h"
 #include "items/cvncsystemtraydataitem.h"
 
 namespace glyphd {
@@ -40,11 +43,11 @@ const QVector<TrayItemRow> &trayItemTable()
         {"CFanSystemTrayDataItem", hasFanAlarm, nullptr},
         {"CBatterySystemTrayDataItem", isNotQrx4400, create<CBatterySystemTrayDataItem>},
         {"CNtpSystemTrayDataItem", always, nullptr},
-        {"CUsbFlashSystemTrayDataItem", always, nullptr},
+        {"CUsbFlashSystemTrayDataItem", always, create<CUsbFlashSystemTrayDataItem>},
         {"CVncSystemTrayDataItem", always, create<CVncSystemTrayDataItem>},
-        {"CBluetoothSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CBluetoothSystemTrayDataItem", isNotQrx4400, create<CBluetoothSystemTrayDataItem>},
         {"CAudioSystemTrayDataItem", isNotQrx4400, nullptr},
-        {"CR7300mSystemTrayDataItem", always, nullptr},
+        {"CR7300mSystemTrayDataItem", always, create<CR7300mSystemTrayDataItem>},
         {"CVellumSystemTrayDataItem", always, nullptr},
         {"CJobManagerSystemTrayDataItem", always, nullptr},
         {"CWifiSystemTrayDataItem", isNotQrx4400, nullptr},

@@ -89,12 +89,17 @@ CSystemTrayIcon::CSystemTrayIcon(const QString &title, QObject *parent, const QF
             SLOT(slotIconActivated(QSystemTrayIcon::ActivationReason)));
     connect(this, SIGNAL(messageClicked()), this, SLOT(slotMessageClicked()));
 
+    // Both delays are promises to the user: a coarse timer may end them up to 5 % early or
+    // late, which would show a balloon before the tray placed the icon, or take the icon away
+    // only after its balloon is gone.
     m_showTimer->setObjectName(QStringLiteral("showTimer"));
+    m_showTimer->setTimerType(Qt::PreciseTimer);
     m_showTimer->setSingleShot(true);
     m_showTimer->setInterval(ShowDelayMs);
     connect(m_showTimer, SIGNAL(timeout()), this, SLOT(slotShowTimeout()));
 
     m_hideTimer->setObjectName(QStringLiteral("hideTimer"));
+    m_hideTimer->setTimerType(Qt::PreciseTimer);
     m_hideTimer->setSingleShot(true);
     connect(m_hideTimer, SIGNAL(timeout()), this, SLOT(slotHideTimeout()));
 
@@ -202,6 +207,7 @@ void CSystemTrayIcon::hideBalloon()
 void CSystemTrayIcon::presentMessage(const QString &title, const QString &text,
                                      QSystemTrayIcon::MessageIcon iconKind, int milliseconds)
 {
+    emit balloonPresented(title, text, iconKind, milliseconds);
     showMessage(title, text, iconKind, milliseconds);
 }
 

@@ -60,6 +60,10 @@ public:
 signals:
     // Every kind of activation: a tap, a double tap, a context request or a middle click.
     void trayIconClicked();
+    // Every balloon handed to the tray, the blank one of hideBalloon() included; lets a test
+    // see what an item told the user without a tray to show it.
+    void balloonPresented(const QString &title, const QString &text,
+                          QSystemTrayIcon::MessageIcon iconKind, int milliseconds);
 
 public slots:
     void slotIconActivated(QSystemTrayIcon::ActivationReason reason);

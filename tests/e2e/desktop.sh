@@ -4,6 +4,7 @@
 # and clicked through sway's seat with a virtual pointer.
 #
 #   desktop.sh CASE      CASE: harness states click late-bar router-dies battery platform
+#                              storage pulled-out bluetooth microscope microscope-kestrel
 #
 # E2E_SCREENSHOT_DIR, when set, receives the screenshots of a passing "states" run.
 set -u
@@ -54,11 +55,13 @@ expect_bar_empty() {
         e2e_fail "the bar still shows an icon: $("${E2E_PICTURE[@]}" locate "$1")"
 }
 
-# click_icon SHOT: clicks the middle of what the bar shows.
+# click_icon SHOT: clicks the middle of what the bar shows, then moves the pointer off the bar so
+# that it does not cover the icon in later screenshots.
 click_icon() {
     local x y w h
     read -r x y w h < <("${E2E_PICTURE[@]}" locate "$1") || e2e_fail "nothing to click in the bar"
     desktop_click $((x + w / 2)) $((y + h / 2)) || e2e_fail "swaymsg could not click"
+    swaymsg seat seat0 cursor set 10 $((DESKTOP_BAR_HEIGHT + 200)) >/dev/null
 }
 
 # mako_shows SUMMARY: mako has a balloon with that title on screen.
@@ -265,8 +268,95 @@ case_platform() {
     keep_screenshots "$DESKTOP_DIR"/bar-{gps,clock,gps-clock}.png
 }
 
+# --- removable storage, Bluetooth and microscope: balloons checked at mako ---------------------
+
+MAKOWATCH=("$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/makowatch.py")
+
+# mako_balloon ARGS...: makowatch.py shows ARGS, or the test fails.
+mako_balloon() {
+    "${MAKOWATCH[@]}" shows --wait "$E2E_WAIT" "$@" || e2e_fail "mako does not show: $*"
+}
+
+# watch_while MAKOWATCH-ARGS... -- SIMULATOR-COMMAND...: starts makowatch.py, and once it
+# watches, has the simulator run the commands; fails the test when makowatch.py does.
+watch_while() {
+    local args=() log="$DESKTOP_DIR/makowatch.log" pid
+    while [[ "$1" != -- ]]; do args+=("$1") && shift; done
+    shift
+    "${MAKOWATCH[@]}" "${args[@]}" >"$log" 2>&1 &
+    pid=$!
+    e2e_wait "$E2E_WAIT" "makowatch watching" grep -q '^watching' "$log"
+    local command
+    for command in "$@"; do e2e_sim "$command"; done
+    wait "$pid" || e2e_fail "makowatch ${args[*]}: $(cat "$log")"
+}
+
+# Two sticks plugged in and clicked; one ejected and taken out (green, the icon stays); the
+# last one too: its balloon is critical and the icon leaves the bar before the balloon ends.
+# The reminder of the first sticks waits until the icon has been up for its show delay.
+case_storage() {
+    setup_daemon
+    watch_while held-back --tooltip "Removable Storage" --min 2.5 --summary "Removable Storage" \
+        --body "$E2E_REMEMBER" --icon dialog-information -- \
+        "flash /media/usb0=MOUNTED /media/usb1=MOUNTED"
+    expect_bar_shows "$E2E_ICONS/SysTrayUsbFlashConnected.png" "$DESKTOP_DIR/bar-usb.png"
+    click_icon "$DESKTOP_DIR/bar-usb.png"
+    e2e_expect_raise USB
+    e2e_sim "flash /media/usb0=EJECTING /media/usb1=MOUNTED"
+    e2e_sim "flash /media/usb1=MOUNTED"
+    mako_balloon --summary "Removable Storage" --body "$E2E_SAFE" --icon dialog-information
+    expect_bar_shows "$E2E_ICONS/SysTrayUsbFlashGreen.png" "$DESKTOP_DIR/bar-usb-safe.png"
+    watch_while outlives --tooltip "Removable Storage" --summary "Removable Storage" \
+        --body "$E2E_SAFE" --icon dialog-error -- "flash /media/usb1=EJECTING" "flash"
+    expect_bar_empty "$DESKTOP_DIR/bar-usb-gone.png"
+}
+
+# One of two sticks pulled out: the red icon and an informational balloon.
+case_pulled_out() {
+    setup_daemon
+    e2e_sim "flash /media/usb0=MOUNTED /media/usb1=MOUNTED"
+    mako_balloon --summary "Removable Storage" --body "$E2E_REMEMBER"
+    e2e_sim "flash /media/usb0=MOUNTED"
+    mako_balloon --summary "Removable Storage" --body "$E2E_CORRUPTED" --icon dialog-information
+    expect_bar_shows "$E2E_ICONS/SysTrayUsbFlashError.png" "$DESKTOP_DIR/bar-usb-error.png"
+}
+
+# A received file's name on the balloon's second line, a pairing request, and a click that
+# raises the Bluetooth page.
+case_bluetooth() {
+    setup_daemon --set BLUE_ENABLED=YES
+    expect_bar_shows "$E2E_ICONS/SysTrayBluetooth.png" "$DESKTOP_DIR/bar-bluetooth.png"
+    e2e_sim "btfile photo 1.jpg"
+    mako_balloon --summary Bluetooth --body "${E2E_FILE_RECEIVED}photo 1.jpg" \
+        --icon dialog-information
+    e2e_sim "set BLUE_PAIRING_STATE PIN_ENTRY_RESPONDER"
+    mako_balloon --summary Bluetooth --body "$E2E_PAIRING" --icon dialog-information
+    click_icon "$DESKTOP_DIR/bar-bluetooth.png"
+    e2e_expect_raise BLUETOOTH
+}
+
+# case_microscope WORDING: the warning of a microscope in the wrong port, again on a click, and
+# the unsupported one.
+case_microscope() {
+    setup_daemon
+    e2e_sim "notify-from scopesvc SCOPE_ERROR True"
+    mako_balloon --summary "Microscope Error" --body "$1" --icon dialog-error
+    expect_bar_shows "$E2E_ICONS/SysTrayR7300mInvalid.png" "$DESKTOP_DIR/bar-scope.png"
+    makoctl dismiss --all
+    click_icon "$DESKTOP_DIR/bar-scope.png"
+    mako_balloon --summary "Microscope Error" --body "$1"
+    e2e_expect_no_raise
+    e2e_sim "notify-from bluetooth SCOPE_ERROR Unsupported"
+    mako_balloon --summary "Lumiscope Not Supported" --body "$E2E_UNSUPPORTED" --icon dialog-error
+}
+
 case "${1:-}" in
 harness) case_harness ;;
+storage) case_storage ;;
+pulled-out) case_pulled_out ;;
+bluetooth) case_bluetooth ;;
+microscope) case_microscope "$E2E_WRONG_PORT" ;;
+microscope-kestrel) TORVE_CSR_NAME=kestrel case_microscope "$E2E_WRONG_PORT_KESTREL" ;;
 states) case_states ;;
 click) case_click ;;
 late-bar) case_late_bar ;;
@@ -274,7 +364,8 @@ router-dies) case_router_dies ;;
 battery) case_battery ;;
 platform) case_platform ;;
 *)
-    echo "usage: $0 harness|states|click|late-bar|router-dies|battery|platform" >&2
+    echo "usage: $0 harness|states|click|late-bar|router-dies|battery|platform|storage|" \
+        "pulled-out|bluetooth|microscope|microscope-kestrel" >&2
     exit 2
     ;;
 esac

@@ -237,3 +237,38 @@ e2e_finish() {
     done
     e2e_log "PASS: $1"
 }
+
+# --- removable storage, Bluetooth and microscope ------------------------------------------------
+
+E2E_REMEMBER="Please remember to eject the device from the Removable Storage system page before removing it."
+E2E_SAFE="The device has been ejected and is safe to remove."
+E2E_CORRUPTED="The device was removed without being ejected. Data may be corrupted."
+E2E_FILE_RECEIVED=$'File received and placed in the bluetooth inbox.\nFilename: '
+E2E_PAIRING="Pair requested. You may go to the Bluetooth system page to complete the pair by clicking on the icon above."
+E2E_WRONG_PORT="The R7300m Microscope will not function in this USB port.  Please use the other USB port."
+E2E_WRONG_PORT_KESTREL="The R7300m Microscope will not function properly in this USB port.  Please use Client USB port with a Mini OTG cable."
+E2E_UNSUPPORTED="The Lumiscope microscope is not supported on this instrument."
+
+# e2e_item TOOLTIP PNG: waits for the item with that tooltip title to show the picture; sets
+# E2E_ITEM to it.
+e2e_item() {
+    E2E_ITEM="$("${E2E_TRAYCTL[@]}" find --tooltip "$1" --timeout "$E2E_WAIT")" ||
+        e2e_fail "no tray item with the tooltip $1 within $E2E_WAIT s"
+    E2E_ITEM="${E2E_ITEM%%$'\n'*}"
+    desktop_wait_for "$E2E_WAIT" "$1 showing $2" \
+        "${E2E_TRAYCTL[@]}" match-pixmap "$E2E_ITEM" "$E2E_ICONS/$2" ||
+        e2e_fail "the $1 item does not show $2"
+}
+
+# e2e_expect_raise SCREEN: a tap asked the home page for that screen.
+e2e_expect_raise() {
+    e2e_wait "$E2E_WAIT" "raise_screen $1 at homepage" \
+        e2e_sim_saw event=recv to=homepage from=glyphd command=raise_screen "params=$1"
+}
+
+# e2e_expect_no_raise: no tap so far asked the home page for anything.
+e2e_expect_no_raise() {
+    e2e_sim_saw event=recv to=homepage from=glyphd command=raise_screen &&
+        e2e_fail "a tap raised a screen"
+    return 0
+}

@@ -4,7 +4,8 @@
 # and clicked through the bus, as a panel would.
 #
 #   standin.sh CASE      CASE: harness states initial-value click late-host router-dies platform
-#                              qrx4400-platform
+#                              qrx4400-platform storage pulled-out bluetooth microscope
+#                              microscope-kestrel
 set -u
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
@@ -173,8 +174,82 @@ case_qrx4400_platform() {
     e2e_glyphd_on_systembus || e2e_fail "glyphd is not on the system bus, so the check above proves nothing"
 }
 
+# balloon ARGS...: the stand-in host recorded such a balloon (trayctl.py balloon).
+balloon() {
+    "${E2E_TRAYCTL[@]}" balloon --wait "$E2E_WAIT" "$@" || e2e_fail "no balloon $*"
+}
+
+# Two sticks plugged in and tapped; one ejected and taken out (green, the icon stays); the last
+# one too: its balloon is critical and the icon leaves half a second before the balloon would.
+# The reminder of the first sticks waits until the icon has been up for its show delay.
+case_storage() {
+    setup_daemon --set FLASH_LIST='<flashlist></flashlist>'
+    e2e_sim "flash /media/usb0=MOUNTED /media/usb1=MOUNTED"
+    e2e_item "Removable Storage" SysTrayUsbFlashConnected.png
+    balloon --summary "Removable Storage" --body "$E2E_REMEMBER" --kind information \
+        --expire 5000 --held-back "$E2E_ITEM" 2.5
+    "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate failed"
+    e2e_expect_raise USB
+    e2e_sim "flash /media/usb0=EJECTING /media/usb1=MOUNTED"
+    e2e_sim "flash /media/usb1=MOUNTED"
+    balloon --summary "Removable Storage" --body "$E2E_SAFE" --kind information --expire 10000
+    e2e_item "Removable Storage" SysTrayUsbFlashGreen.png
+    e2e_sim "flash /media/usb1=EJECTING"
+    e2e_sim "flash"
+    balloon --summary "Removable Storage" --body "$E2E_SAFE" --kind critical --expire 10000 \
+        --hides "$E2E_ITEM" 9.0 9.99
+}
+
+# One of two sticks pulled out: the red icon and an informational balloon; the icon stays.
+case_pulled_out() {
+    setup_daemon
+    e2e_sim "flash /media/usb0=MOUNTED /media/usb1=MOUNTED"
+    e2e_item "Removable Storage" SysTrayUsbFlashConnected.png
+    balloon --summary "Removable Storage" --body "$E2E_REMEMBER" --expire 5000
+    e2e_sim "flash /media/usb1=MOUNTED"
+    e2e_item "Removable Storage" SysTrayUsbFlashError.png
+    balloon --summary "Removable Storage" --body "$E2E_CORRUPTED" --kind information \
+        --expire 10000
+    "${E2E_TRAYCTL[@]}" find --tooltip "Removable Storage" >/dev/null ||
+        e2e_fail "the storage icon went away with a stick still in"
+}
+
+# A file received and a pairing request, each a balloon of the Bluetooth icon; a tap raises
+# the Bluetooth page.
+case_bluetooth() {
+    setup_daemon --set BLUE_ENABLED=YES
+    e2e_item Bluetooth SysTrayBluetooth.png
+    e2e_sim "btfile photo 1.jpg"
+    balloon --summary Bluetooth --body "${E2E_FILE_RECEIVED}photo 1.jpg" --kind information \
+        --expire 10000
+    e2e_sim "set BLUE_PAIRING_STATE SSP_RESPONDER"
+    balloon --summary Bluetooth --body "$E2E_PAIRING" --kind information --expire 10000
+    "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate failed"
+    e2e_expect_raise BLUETOOTH
+}
+
+# case_microscope WORDING: any sender reports the microscope; a tap repeats the warning instead
+# of raising a page.
+case_microscope() {
+    setup_daemon
+    e2e_sim "notify-from scopesvc SCOPE_ERROR True"
+    e2e_item R7300m SysTrayR7300mInvalid.png
+    balloon --summary "Microscope Error" --body "$1" --kind critical --expire 10000
+    "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate failed"
+    balloon --summary "Microscope Error" --body "$1" --count 2
+    e2e_expect_no_raise
+    e2e_sim "notify-from bluetooth SCOPE_ERROR Unsupported"
+    balloon --summary "Lumiscope Not Supported" --body "$E2E_UNSUPPORTED" --kind critical \
+        --expire 99999
+}
+
 case "${1:-}" in
 harness) case_harness ;;
+storage) case_storage ;;
+pulled-out) case_pulled_out ;;
+bluetooth) case_bluetooth ;;
+microscope) case_microscope "$E2E_WRONG_PORT" ;;
+microscope-kestrel) TORVE_CSR_NAME=kestrel case_microscope "$E2E_WRONG_PORT_KESTREL" ;;
 states) case_states ;;
 initial-value) case_initial_value ;;
 click) case_click ;;
@@ -183,7 +258,8 @@ router-dies) case_router_dies ;;
 platform) case_platform ;;
 qrx4400-platform) case_qrx4400_platform ;;
 *)
-    echo "usage: $0 harness|states|initial-value|click|late-host|router-dies|platform|qrx4400-platform" >&2
+    echo "usage: $0 harness|states|initial-value|click|late-host|router-dies|platform|" \
+        "qrx4400-platform|storage|pulled-out|bluetooth|microscope|microscope-kestrel" >&2
     exit 2
     ;;
 esac

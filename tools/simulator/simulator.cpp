@@ -38,6 +38,8 @@ Simulator::~Simulator()
 
 bool Simulator::start(const std::string &host, int port)
 {
+    m_host = host;
+    m_port = port;
     for (auto &service : m_services) {
         std::string error;
         if (!service->client.connect(host, port, service->client.name()) ||
@@ -176,6 +178,10 @@ void Simulator::execute(const std::string &line)
         commandPage(words);
     } else if (command == "wait") {
         commandWait(words);
+    } else if (command == "flash") {
+        commandFlash(words);
+    } else if (command == "notify-from") {
+        commandNotifyFrom(words);
     } else if (command == "echo") {
         m_output.echo(words.rest());
     } else if (command == "quit") {
@@ -192,7 +198,11 @@ void Simulator::commandSet(CommandWords &words)
         m_output.error("usage: set KEY VALUE...");
         return;
     }
-    const std::string value = words.rest();
+    setAndNotify(key, words.rest());
+}
+
+void Simulator::setAndNotify(const std::string &key, const std::string &value)
+{
     {
         std::lock_guard<std::mutex> lock(m_stateMutex);
         m_values.set(key, value);
@@ -285,6 +295,53 @@ void Simulator::commandWait(CommandWords &words)
         return;
     }
     m_quit.waitFor(std::chrono::milliseconds(milliseconds));
+}
+
+// The removable-storage list as the control panel writes it: one element per device.
+void Simulator::commandFlash(CommandWords &words)
+{
+    std::string list = "<flashlist>";
+    for (std::string device = words.word(); !device.empty(); device = words.word()) {
+        const std::size_t equals = device.find('=');
+        if (equals == std::string::npos || device.find_first_of("\"<&") != std::string::npos) {
+            m_output.error("usage: flash [PATH=STATE]... (no quotes, < or & in them)");
+            return;
+        }
+        list += "<device path=\"" + device.substr(0, equals) + "\" state=\"" +
+                device.substr(equals + 1) + "\"/>";
+    }
+    setAndNotify("FLASH_LIST", list + "</flashlist>");
+}
+
+// A notification from a client of any name, as some platform services send them: the name is
+// claimed at the router for this one message (one of the simulator's own names is used as it
+// is). The value table is not touched.
+void Simulator::commandNotifyFrom(CommandWords &words)
+{
+    const std::string name = words.word();
+    const std::string key = words.word();
+    if (name.empty() || key.empty()) {
+        m_output.error("usage: notify-from NAME KEY VALUE...");
+        return;
+    }
+    StringParam_SCPI params;
+    params.addToken(key);
+    params.addString(words.rest());
+    const std::unique_ptr<Message> notification(
+        Message::createNotification("notify", params.getParams()));
+    if (Service *own = service(name)) {
+        sendToListeners(*own, *notification);
+        return;
+    }
+    Service sender(name);
+    std::string error;
+    if (!sender.client.connect(m_host, m_port, name) ||
+        !registerWithRouter(sender.client, kRegistrationTimeoutMs, error)) {
+        m_output.error(name + ": " + (error.empty() ? "cannot connect to clientmgr" : error));
+        return;
+    }
+    sendToListeners(sender, *notification);
+    sender.client.disconnect();
 }
 
 Simulator::Service *Simulator::service(const std::string &name)

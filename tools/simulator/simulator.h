@@ -66,6 +66,11 @@ private:
     void commandBtFile(CommandWords &words);
     void commandPage(CommandWords &words);
     void commandWait(CommandWords &words);
+    void commandFlash(CommandWords &words);
+    void commandNotifyFrom(CommandWords &words);
+
+    // Stores the value and notifies every listener of it, from the control panel.
+    void setAndNotify(const std::string &key, const std::string &value);
 
     Service *service(const std::string &name);
     // Sends a copy of message from service to every client registered with the control panel.
@@ -75,6 +80,9 @@ private:
     EventOutput &m_output;
     QuitRequest &m_quit;
     std::array<std::unique_ptr<Service>, 3> m_services;
+    // Where the router is, for the short-lived clients of notify-from.
+    std::string m_host;
+    int m_port = 0;
 
     std::mutex m_stateMutex; // guards everything below
     ValueTable m_values;
