@@ -1,6 +1,13 @@
 #include "trayitemtable.h"
 
+#include "items/caudiosystemtraydataitem.h"
+#include "items/cfansystemtraydataitem.h"
+#include "items/cjobmanagersystemtraydataitem.h"
+#include "items/cntpsystemtraydataitem.h"
+#include "items/cvellumsystemtraydataitem.h"
+#include "items/cvflsystemtraydataitem.h"
 #include "items/cvncsystemtraydataitem.h"
+#include "items/cwifisystemtraydataitem.h"
 
 namespace glyphd {
 
@@ -34,20 +41,20 @@ CSystemTrayDataItem *create(SyncSenderClient *client, QObject *application)
 const QVector<TrayItemRow> &trayItemTable()
 {
     static const QVector<TrayItemRow> table = {
-        {"CFanSystemTrayDataItem", hasFanAlarm, nullptr},
+        {"CFanSystemTrayDataItem", hasFanAlarm, create<CFanSystemTrayDataItem>},
         {"CBatterySystemTrayDataItem", isNotQrx4400, nullptr},
-        {"CNtpSystemTrayDataItem", always, nullptr},
+        {"CNtpSystemTrayDataItem", always, create<CNtpSystemTrayDataItem>},
         {"CUsbFlashSystemTrayDataItem", always, nullptr},
         {"CVncSystemTrayDataItem", always, create<CVncSystemTrayDataItem>},
         {"CBluetoothSystemTrayDataItem", isNotQrx4400, nullptr},
-        {"CAudioSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CAudioSystemTrayDataItem", isNotQrx4400, create<CAudioSystemTrayDataItem>},
         {"CR7300mSystemTrayDataItem", always, nullptr},
-        {"CVellumSystemTrayDataItem", always, nullptr},
-        {"CJobManagerSystemTrayDataItem", always, nullptr},
-        {"CWifiSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CVellumSystemTrayDataItem", always, create<CVellumSystemTrayDataItem>},
+        {"CJobManagerSystemTrayDataItem", always, create<CJobManagerSystemTrayDataItem>},
+        {"CWifiSystemTrayDataItem", isNotQrx4400, create<CWifiSystemTrayDataItem>},
         {"CGpsSystemTrayDataItem", isNotQrx4400, nullptr},
         {"CClockSourceTrayDataItem", isNotQrx4400, nullptr},
-        {"CVflSystemTrayDataItem", always, nullptr},
+        {"CVflSystemTrayDataItem", always, create<CVflSystemTrayDataItem>},
     };
     return table;
 }
