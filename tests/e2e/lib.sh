@@ -176,3 +176,45 @@ e2e_finish() {
     done
     e2e_log "PASS: $1"
 }
+
+# --- the status items, told apart by their tooltip titles -------------------------------------
+
+# e2e_sim_set KEY [VALUE...]: the control panel reports the value, and has sent it.
+e2e_sim_set() {
+    local key="$1"
+    shift
+    e2e_sim "set $key $*"
+    e2e_wait "$E2E_WAIT" "$key $* notification sent" \
+        e2e_sim_saw event=sent command=notify "params=$key,\"$*\""
+}
+
+# e2e_item TITLE: waits for the item and sets E2E_ITEM to it.
+e2e_item() {
+    E2E_ITEM="$("${E2E_TRAYCTL[@]}" find --tooltip "$1" --timeout "$E2E_WAIT")" ||
+        e2e_fail "no tray item with the tooltip $1 within $E2E_WAIT s"
+    E2E_ITEM="${E2E_ITEM%%$'\n'*}"
+}
+
+# e2e_expect_item_picture TITLE PNG: the item shows that picture, pixel for pixel.
+e2e_expect_item_picture() {
+    e2e_item "$1"
+    desktop_wait_for "$E2E_WAIT" "$1 showing $2" \
+        "${E2E_TRAYCTL[@]}" match-pixmap "$E2E_ITEM" "$E2E_ICONS/$2" ||
+        e2e_fail "the $1 item does not show $2"
+}
+
+e2e_expect_no_item() {
+    "${E2E_TRAYCTL[@]}" find --tooltip "$1" --absent --timeout "$E2E_WAIT" >/dev/null ||
+        e2e_fail "the $1 item is still registered"
+}
+
+# e2e_item_digest TITLE: the digests of the item's pictures, to tell two of them apart.
+e2e_item_digest() {
+    "${E2E_TRAYCTL[@]}" items | grep -F "\"tooltip_title\": \"$1\"" | grep -o '"sha1": "[0-9a-f]*"'
+}
+
+# e2e_expect_home_page COMMAND [PARAMS]: the home page received it from glyphd.
+e2e_expect_home_page() {
+    e2e_wait "$E2E_WAIT" "$1 ${2:-} at homepage" \
+        e2e_sim_saw event=recv to=homepage from=glyphd command="$1" params="${2:-}"
+}

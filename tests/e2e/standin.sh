@@ -3,7 +3,8 @@
 # the stand-in tray host (scripts/desktop/sni_host.py) and a bare X server. The tray is read
 # and clicked through the bus, as a panel would.
 #
-#   standin.sh CASE      CASE: harness states initial-value click late-host router-dies
+#   standin.sh CASE      CASE: harness states initial-value click late-host router-dies items
+#                                  qrx4400
 set -u
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
@@ -124,15 +125,94 @@ case_router_dies() {
     e2e_expect_no_vnc_item
 }
 
+# tap_expects TITLE COMMAND [PARAMS]: activating the item sends that to the home page.
+tap_expects() {
+    e2e_item "$1"
+    "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate on $1 failed"
+    e2e_expect_home_page "${@:2}"
+}
+
+# The default instrument's items from the control panel's values, their changes and taps.
+case_items() {
+    setup_daemon --values "$E2E_ROOT/tools/simulator/default-values.txt"
+    e2e_expect_item_picture Wi-Fi SysTrayWifiConnected.png
+    e2e_expect_item_picture Audio SysTrayAudio.png
+    e2e_expect_item_picture NTP SysTrayNtp.png
+    e2e_expect_item_picture Vellum SysTrayVellumActive.png
+    e2e_expect_no_item "Job Manager"
+    e2e_expect_no_item Vfl
+
+    e2e_sim_set WIFI_CONNECT_STATUS DISCONNECTED
+    e2e_expect_item_picture Wi-Fi SysTrayWifiDisconnected.png
+    e2e_sim_set WIFI_CONNECT_STATUS associated
+    e2e_expect_no_item Wi-Fi
+
+    e2e_sim_set VELLUM_STATUS SUCCESS
+    e2e_expect_item_picture Vellum SysTrayVellumSuccess.png
+    e2e_sim page vellum_page_shown
+    e2e_expect_no_item Vellum
+    e2e_sim_set VELLUM_STATUS SENDING
+    e2e_expect_item_picture Vellum SysTrayVellumRefresh.png
+
+    e2e_sim_set JOBMANAGER_STATUS 42%
+    e2e_item "Job Manager"
+    local first
+    first="$(e2e_item_digest "Job Manager")"
+    e2e_sim_set JOBMANAGER_STATUS 43%
+    desktop_wait_for "$E2E_WAIT" "the job text redrawn"         eval '[[ "$(e2e_item_digest "Job Manager")" != "$first" ]]' ||
+        e2e_fail "the job manager's picture did not change from 42% to 43%"
+
+    e2e_sim_set LASER_WARNING True
+    e2e_expect_item_picture Vfl SysTrayLaserWarning.png
+    # Any sender's laser notification counts.
+    e2e_sim 'send homepage glyphd 4 notify LASER_WARNING,"False"'
+    e2e_expect_no_item Vfl
+    e2e_sim 'send bluetooth glyphd 4 notify LASER_WARNING,"True"'
+    e2e_expect_item_picture Vfl SysTrayLaserWarning.png
+
+    tap_expects Audio raise_screen AUDIO
+    tap_expects NTP raise_screen DATETIME
+    tap_expects Vellum raise_screen VELLUM
+    tap_expects "Job Manager" raise_jobmanager
+    tap_expects Vfl raise_screen
+    e2e_sim_set WIFI_CONNECT_STATUS ASSOCIATED
+    tap_expects Wi-Fi raise_screen NETWORK
+}
+
+# A QRX4400: the fan alarm instead of the battery, no audio or Wi-Fi.
+case_qrx4400() {
+    setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd"
+    start_host
+    e2e_start_router
+    e2e_start_simulator --values "$E2E_ROOT/tools/simulator/default-values.txt"
+    desktop_spawn glyphd env QT_QPA_PLATFORM=xcb QRX4400_CONFIGURED=YES "$E2E_BIN/glyphd" \
+        --no-daemon --host 127.0.0.1 --port "$E2E_PORT"
+    e2e_wait_glyphd_initialized
+    e2e_expect_item_picture NTP SysTrayNtp.png
+    e2e_expect_no_item FAN
+    e2e_sim_set FAN_ALARM_STATUS FAN ALARM FAULT
+    e2e_expect_item_picture FAN SysTrayFanFaulty.png
+    tap_expects FAN raise_screen FAN
+    e2e_sim_set FAN_ALARM_STATUS fan alarm cleared
+    e2e_wait "$E2E_WAIT" "the fan's warning" e2e_log_has glyphd 'wrong configValue: fan alarm cleared'
+    e2e_expect_item_picture FAN SysTrayFanFaulty.png
+    e2e_sim_set FAN_ALARM_STATUS FAN ALARM CLEARED
+    e2e_expect_no_item FAN
+    e2e_expect_no_item Audio
+    e2e_expect_no_item Wi-Fi
+}
+
 case "${1:-}" in
 harness) case_harness ;;
+items) case_items ;;
+qrx4400) case_qrx4400 ;;
 states) case_states ;;
 initial-value) case_initial_value ;;
 click) case_click ;;
 late-host) case_late_host ;;
 router-dies) case_router_dies ;;
 *)
-    echo "usage: $0 harness|states|initial-value|click|late-host|router-dies" >&2
+    echo "usage: $0 harness|states|initial-value|click|late-host|router-dies|items|qrx4400" >&2
     exit 2
     ;;
 esac
