@@ -94,10 +94,10 @@ e2e_sim_saw() {
 
 # --- the daemon -------------------------------------------------------------------------------
 
-# e2e_start_glyphd QPA_PLATFORM: the daemon in the foreground of its own process, on the
-# test's router.
+# e2e_start_glyphd QPA_PLATFORM [VARIABLE=VALUE...]: the daemon in the foreground of its own
+# process, on the test's router, with those variables in its environment.
 e2e_start_glyphd() {
-    desktop_spawn glyphd env QT_QPA_PLATFORM="$1" "$E2E_BIN/glyphd" \
+    desktop_spawn glyphd env QT_QPA_PLATFORM="$1" "${@:2}" "$E2E_BIN/glyphd" \
         --no-daemon --host 127.0.0.1 --port "$E2E_PORT"
 }
 

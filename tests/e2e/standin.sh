@@ -185,8 +185,7 @@ case_qrx4400() {
     start_host
     e2e_start_router
     e2e_start_simulator --values "$E2E_ROOT/tools/simulator/default-values.txt"
-    desktop_spawn glyphd env QT_QPA_PLATFORM=xcb QRX4400_CONFIGURED=YES "$E2E_BIN/glyphd" \
-        --no-daemon --host 127.0.0.1 --port "$E2E_PORT"
+    e2e_start_glyphd xcb QRX4400_CONFIGURED=YES
     e2e_wait_glyphd_initialized
     e2e_expect_item_picture NTP SysTrayNtp.png
     e2e_expect_no_item FAN
