@@ -115,7 +115,7 @@ void TestTableItems::initTestCase()
 }
 
 // "setup" is a control-panel notification given first (the audio item: "initialize"), so that
-// a value that hides or keeps a state is seen to do so.
+// a value that hides or keeps a state is seen to do so. Rows are named after their message.
 void TestTableItems::messageSelectsState_data()
 {
     QTest::addColumn<QString>("item");
@@ -128,119 +128,103 @@ void TestTableItems::messageSelectsState_data()
     QTest::addColumn<int>("state");
     QTest::addColumn<QString>("warning");
 
-    const QByteArray panel("ctrlpanelsvc"), home("homepage"), notify("notify");
-    const auto row = [&](const char *name, const char *item, const QByteArray &setup,
-                         const QByteArray &source, int type, const QByteArray &command,
-                         const QByteArray &params, bool accepted, int state,
-                         const QString &warning = QString()) {
-        QTest::newRow(name) << item << setup << source << type << command << params << accepted
-                            << state << warning;
+    const QByteArray panel("ctrlpanelsvc"), home("homepage");
+    // Any message; then a control-panel notification, taken; then one refused.
+    const auto row = [&](const char *item, const QByteArray &setup, const QByteArray &source,
+                         int type, const QByteArray &command, const QByteArray &params,
+                         bool accepted, int state, const QString &warning = QString()) {
+        QTest::newRow(qPrintable(item + QByteArray(": ") +
+                                 (setup.isEmpty() ? "" : setup + " then ") + source + ' ' +
+                                 QByteArray::number(type) + ' ' + command + ' ' + params))
+            << item << setup << source << type << command << params << accepted << state << warning;
     };
-    const QByteArray wifiOn("WIFI_CONNECT_STATUS,\"ASSOCIATED\"");
-    row("wifi associated", "wifi", "", panel, kNotify, notify, wifiOn, true, 22);
-    row("wifi disconnected", "wifi", wifiOn, panel, kNotify, notify,
-        "WIFI_CONNECT_STATUS,\"DISCONNECTED\"", true, 21);
-    row("wifi disabled", "wifi", wifiOn, panel, kNotify, notify,
-        "WIFI_CONNECT_STATUS,\"WIFI_DISABLED\"", true, 0);
-    row("wifi lower case", "wifi", wifiOn, panel, kNotify, notify,
-        "WIFI_CONNECT_STATUS,\"associated\"", true, 0);
-    row("wifi unknown", "wifi", wifiOn, panel, kNotify, notify, "WIFI_CONNECT_STATUS,\"SCANNING\"",
-        true, 0);
-    row("wifi other key", "wifi", "WIFI_CONNECT_STATUS,\"DISCONNECTED\"", panel, kNotify, notify,
-        "WIFI_SIGNAL,\"ASSOCIATED\"", true, 21);
-    row("wifi longer key", "wifi", "", panel, kNotify, notify,
-        "WIFI_CONNECT_STATUSX,\"ASSOCIATED\"", true, 0);
-    row("wifi from home page", "wifi", "", home, kNotify, notify, wifiOn, false, 0);
-    row("wifi reply", "wifi", "", panel, int(MessageType::Ack), notify, wifiOn, false, 0);
+    const auto taken = [&](const char *item, const QByteArray &setup, const QByteArray &params,
+                           int state, const QString &warning = QString()) {
+        row(item, setup, panel, kNotify, "notify", params, true, state, warning);
+    };
+    const auto refused = [&](const char *item, const QByteArray &source, int type,
+                             const QByteArray &command, const QByteArray &params) {
+        row(item, "", source, type, command, params, false, 0);
+    };
+    const auto value = [](const char *key, const char *text) {
+        return QByteArray(key) + ",\"" + text + '"';
+    };
 
-    row("audio notification", "audio", "initialize", panel, kNotify, notify, "AUDIO,\"OFF\"", false,
-        11);
-    row("audio command", "audio", "initialize", home, kCommand, "audio_hide", "", false, 11);
+    const QByteArray wifiOn = value("WIFI_CONNECT_STATUS", "ASSOCIATED");
+    taken("wifi", "", wifiOn, 22);
+    taken("wifi", wifiOn, value("WIFI_CONNECT_STATUS", "DISCONNECTED"), 21);
+    for (const char *hiding : {"WIFI_DISABLED", "associated", "SCANNING"})
+        taken("wifi", wifiOn, value("WIFI_CONNECT_STATUS", hiding), 0);
+    taken("wifi", value("WIFI_CONNECT_STATUS", "DISCONNECTED"), value("WIFI_SIGNAL", "ASSOCIATED"),
+          21);
+    taken("wifi", "", value("WIFI_CONNECT_STATUSX", "ASSOCIATED"), 0);
+    refused("wifi", home, kNotify, "notify", wifiOn);
+    refused("wifi", panel, int(MessageType::Ack), "notify", wifiOn);
 
-    const QByteArray vellumIdle("VELLUM_STATUS,\"CONNECTED\"");
-    const QByteArray vellumSuccess("VELLUM_STATUS,\"SUCCESS\"");
-    const QByteArray vellumError("VELLUM_STATUS,\"ERROR 17\"");
-    const QByteArray vellumSending("VELLUM_STATUS,\"SENDING\"");
-    row("vellum uninitialized", "vellum", vellumIdle, panel, kNotify, notify,
-        "VELLUM_STATUS,\"UNINITIALIZED\"", true, 0);
-    row("vellum no account", "vellum", vellumIdle, panel, kNotify, notify,
-        "VELLUM_STATUS,\"NO_ACCOUNT_ID\"", true, 0);
-    row("vellum empty", "vellum", vellumIdle, panel, kNotify, notify, "VELLUM_STATUS,\"\"", true,
-        0);
-    row("vellum success before error", "vellum", "", panel, kNotify, notify,
-        "VELLUM_STATUS,\"SUCCESS, ERR 3 ignored\"", true, 17);
-    row("vellum error", "vellum", "", panel, kNotify, notify, vellumError, true, 18);
-    row("vellum failure", "vellum", "", panel, kNotify, notify, "VELLUM_STATUS,\"FAILURE\"", true,
-        18);
-    row("vellum error before sending", "vellum", "", panel, kNotify, notify,
-        "VELLUM_STATUS,\"SEND_ERROR\"", true, 18);
-    row("vellum sending", "vellum", "", panel, kNotify, notify, vellumSending, true, 16);
-    row("vellum receiving", "vellum", "", panel, kNotify, notify, "VELLUM_STATUS,\"RECEIVING\"",
-        true, 16);
-    row("vellum upgrading", "vellum", "", panel, kNotify, notify, "VELLUM_STATUS,\"UPGRADING\"",
-        true, 16);
-    row("vellum downloading", "vellum", "", panel, kNotify, notify, "VELLUM_STATUS,\"DOWNLOADING\"",
-        true, 16);
-    row("vellum idle", "vellum", "", panel, kNotify, notify, "VELLUM_STATUS,\"IDLE\"", true, 15);
-    row("vellum lower case", "vellum", "", panel, kNotify, notify, "VELLUM_STATUS,\"success\"",
-        true, 15);
-    row("vellum other key", "vellum", vellumSending, panel, kNotify, notify,
-        "VELLUM_ACCOUNT,\"SUCCESS\"", true, 16);
-    row("vellum shown clears success", "vellum", vellumSuccess, home, kCommand, "vellum_page_shown",
-        "", true, 0);
-    row("vellum hidden clears error", "vellum", vellumError, home, kNotify, "vellum_page_hidden",
-        "", true, 0);
-    row("vellum shown keeps sending", "vellum", vellumSending, home, kCommand, "vellum_page_shown",
-        "", true, 16);
-    row("vellum hidden keeps idle", "vellum", vellumIdle, home, int(MessageType::Ack),
-        "vellum_page_hidden", "", true, 15);
-    row("vellum home page status", "vellum", "", home, kCommand, "vellum_status", vellumSending,
-        true, 16);
-    row("vellum raise_screen", "vellum", vellumSuccess, home, kCommand, "raise_screen", "", false,
-        17);
-    row("vellum page command from panel", "vellum", vellumSuccess, panel, kCommand,
-        "vellum_page_shown", "", false, 17);
+    row("audio", "initialize", panel, kNotify, "notify", value("AUDIO", "OFF"), false, 11);
+    row("audio", "initialize", home, kCommand, "audio_hide", "", false, 11);
 
-    const QByteArray job("JOBMANAGER_STATUS,\"42%\"");
-    row("jobs text", "jobs", "", panel, kNotify, notify, job, true, 19);
-    row("jobs empty", "jobs", job, panel, kNotify, notify, "JOBMANAGER_STATUS,\"\"", true, 0);
-    row("jobs other key", "jobs", job, panel, kNotify, notify, "JOBMANAGER_COUNT,\"\"", true, 19);
-    row("jobs home page without key", "jobs", job, home, kCommand, "jobmanager_closed",
-        "JOBMANAGER_COUNT,\"\"", true, 19);
-    row("jobs home page status", "jobs", "", home, kNotify, "jobmanager_status", job, true, 19);
-    row("jobs raise_screen", "jobs", "", home, kCommand, "raise_screen", job, false, 0);
-    row("jobs from elsewhere", "jobs", "", "bluetooth", kNotify, notify, job, false, 0);
+    const QByteArray vellumIdle = value("VELLUM_STATUS", "CONNECTED");
+    const QByteArray vellumSuccess = value("VELLUM_STATUS", "SUCCESS");
+    const QByteArray vellumError = value("VELLUM_STATUS", "ERROR 17");
+    const QByteArray vellumSending = value("VELLUM_STATUS", "SENDING");
+    for (const char *hiding : {"UNINITIALIZED", "NO_ACCOUNT_ID", ""})
+        taken("vellum", vellumIdle, value("VELLUM_STATUS", hiding), 0);
+    const QPair<const char *, int> vellumTexts[] = {{"SUCCESS, ERR 3 ignored", 17},
+                                                    {"ERROR 17", 18},
+                                                    {"FAILURE", 18},
+                                                    {"SEND_ERROR", 18},
+                                                    {"SENDING", 16},
+                                                    {"RECEIVING", 16},
+                                                    {"UPGRADING", 16},
+                                                    {"DOWNLOADING", 16},
+                                                    {"IDLE", 15},
+                                                    {"success", 15}};
+    for (const auto &text : vellumTexts)
+        taken("vellum", "", value("VELLUM_STATUS", text.first), text.second);
+    taken("vellum", vellumSending, value("VELLUM_ACCOUNT", "SUCCESS"), 16);
+    // The page commands, of any type, clear a success or an error and nothing else.
+    row("vellum", vellumSuccess, home, kCommand, "vellum_page_shown", "", true, 0);
+    row("vellum", vellumError, home, kNotify, "vellum_page_hidden", "", true, 0);
+    row("vellum", vellumSending, home, kCommand, "vellum_page_shown", "", true, 16);
+    row("vellum", vellumIdle, home, int(MessageType::Ack), "vellum_page_hidden", "", true, 15);
+    row("vellum", "", home, kCommand, "vellum_status", vellumSending, true, 16);
+    refused("vellum", home, kCommand, "raise_screen", vellumSending);
+    refused("vellum", panel, kCommand, "vellum_page_shown", "");
 
-    row("ntp", "ntp", "", panel, kNotify, notify, "SYNC_TIME_SOURCE,\"NTP\"", true, 20);
-    const QByteArray ntp("SYNC_TIME_SOURCE,\"NTP\"");
-    for (const char *other : {"ntp", "GPS", "MANUAL", ""}) {
-        row(QByteArray("ntp then ") + other, "ntp", ntp, panel, kNotify, notify,
-            "SYNC_TIME_SOURCE,\"" + QByteArray(other) + '"', true, 0);
-    }
-    row("ntp longer key", "ntp", "", panel, kNotify, notify, "SYNC_TIME_SOURCEX,\"NTP\"", true, 20);
-    row("ntp from home page", "ntp", "", home, kNotify, notify, ntp, false, 0);
+    const QByteArray job = value("JOBMANAGER_STATUS", "42%");
+    taken("jobs", "", job, 19);
+    taken("jobs", job, value("JOBMANAGER_STATUS", ""), 0);
+    taken("jobs", job, value("JOBMANAGER_COUNT", ""), 19);
+    row("jobs", job, home, kCommand, "jobmanager_closed", value("JOBMANAGER_COUNT", ""), true, 19);
+    row("jobs", "", home, kNotify, "jobmanager_status", job, true, 19);
+    refused("jobs", home, kCommand, "raise_screen", job);
+    refused("jobs", "bluetooth", kNotify, "notify", job);
 
-    const QByteArray fault("FAN_ALARM_STATUS,\"FAN ALARM FAULT\"");
-    row("fan fault", "fan", "", panel, kNotify, notify, fault, true, 42);
-    row("fan cleared", "fan", fault, panel, kNotify, notify,
-        "FAN_ALARM_STATUS,\"FAN ALARM CLEARED\"", true, 0);
-    row("fan lower case", "fan", fault, panel, kNotify, notify,
-        "FAN_ALARM_STATUS,\"fan alarm cleared\"", true, 42, "wrong configValue: fan alarm cleared");
-    row("fan trailing blank", "fan", "", panel, kNotify, notify,
-        "FAN_ALARM_STATUS,\"FAN ALARM FAULT \"", true, 0, "wrong configValue: FAN ALARM FAULT ");
-    row("fan longer key", "fan", "", panel, kNotify, notify,
-        "FAN_ALARM_STATUS2,\"FAN ALARM FAULT\"", true, 42);
-    row("fan from home page", "fan", "", home, kNotify, notify, fault, false, 0);
+    const QByteArray ntp = value("SYNC_TIME_SOURCE", "NTP");
+    taken("ntp", "", ntp, 20);
+    for (const char *hiding : {"ntp", "GPS", "MANUAL", ""})
+        taken("ntp", ntp, value("SYNC_TIME_SOURCE", hiding), 0);
+    taken("ntp", "", value("SYNC_TIME_SOURCEX", "NTP"), 20);
+    refused("ntp", home, kNotify, "notify", ntp);
 
-    const QByteArray laserOn("LASER_WARNING,\"True\"");
-    row("laser on", "laser", "", panel, kNotify, notify, laserOn, true, 43);
-    for (const char *other : {"False", "true", "TRUE", "1"}) {
-        row(QByteArray("laser then ") + other, "laser", laserOn, panel, kNotify, notify,
-            "LASER_WARNING,\"" + QByteArray(other) + '"', true, 0);
-    }
-    row("laser from home page", "laser", "", home, kNotify, "laser", laserOn, true, 43);
-    row("laser from anyone", "laser", "", "fvl-daemon", kNotify, notify, laserOn, true, 43);
-    row("laser command", "laser", "", panel, kCommand, notify, laserOn, false, 0);
+    const QByteArray fault = value("FAN_ALARM_STATUS", "FAN ALARM FAULT");
+    taken("fan", "", fault, 42);
+    taken("fan", fault, value("FAN_ALARM_STATUS", "FAN ALARM CLEARED"), 0);
+    taken("fan", fault, value("FAN_ALARM_STATUS", "fan alarm cleared"), 42,
+          "wrong configValue: fan alarm cleared");
+    taken("fan", "", value("FAN_ALARM_STATUS", "FAN ALARM FAULT "), 0,
+          "wrong configValue: FAN ALARM FAULT ");
+    taken("fan", "", value("FAN_ALARM_STATUS2", "FAN ALARM FAULT"), 42);
+    refused("fan", home, kNotify, "notify", fault);
+
+    const QByteArray laserOn = value("LASER_WARNING", "True");
+    taken("laser", "", laserOn, 43);
+    for (const char *clearing : {"False", "true", "TRUE", "1"})
+        taken("laser", laserOn, value("LASER_WARNING", clearing), 0);
+    row("laser", "", home, kNotify, "laser", laserOn, true, 43);
+    row("laser", "", "vfl-daemon", kNotify, "notify", laserOn, true, 43);
+    refused("laser", panel, kCommand, "notify", laserOn);
 }
 
 void TestTableItems::messageSelectsState()
