@@ -214,7 +214,8 @@ case_items() {
     # The job's text on the icon, as the screen shows it.
     e2e_sim_set JOBMANAGER_STATUS 42%
     e2e_item "Job Manager"
-    desktop_wait_for "$E2E_WAIT" "the job icon in the bar" bar_has_icon "$DESKTOP_DIR/bar-job-42.png" ||
+    desktop_wait_for "$E2E_WAIT" "the job icon in the bar" \
+        bar_has_icon "$DESKTOP_DIR/bar-job-42.png" ||
         e2e_fail "the job manager's icon is not in the bar"
     e2e_sim_set JOBMANAGER_STATUS 43%
     desktop_wait_for "$E2E_WAIT" "43% written over 42%" bar_job_redrawn ||
@@ -248,20 +249,26 @@ case_audio_wifi() {
     # Whichever side the bar put it on, a click on each of the two icons reaches Wi-Fi once.
     local x y w h
     read -r x y w h < <("${E2E_PICTURE[@]}" locate "$DESKTOP_DIR/bar-wifi-connected.png")
-    desktop_click $((x + w / 4)) $((y + h / 2)) && desktop_click $((x + 3 * w / 4)) $((y + h / 2)) ||
+    if ! desktop_click $((x + w / 4)) $((y + h / 2)) ||
+        ! desktop_click $((x + 3 * w / 4)) $((y + h / 2)); then
         e2e_fail "swaymsg could not click"
+    fi
     e2e_expect_home_page raise_screen NETWORK
     e2e_wait "$E2E_WAIT" "a second raise_screen AUDIO" \
         e2e_sim_saw event=recv to=homepage command=raise_screen params=AUDIO --count 2
     e2e_sim_set WIFI_CONNECT_STATUS DISCONNECTED
     e2e_expect_item_picture Wi-Fi SysTrayWifiDisconnected.png
     desktop_wait_for "$E2E_WAIT" "the disconnected picture in the bar" \
-        eval 'desktop_grab_bar "$DESKTOP_DIR/bar-now.png" &&
-              "${E2E_PICTURE[@]}" differ "$DESKTOP_DIR/bar-now.png" "$DESKTOP_DIR/bar-wifi-connected.png"' ||
+        bar_differs_from "$DESKTOP_DIR/bar-wifi-connected.png" ||
         e2e_fail "the bar looks the same for a connected and a disconnected Wi-Fi"
     e2e_sim_set WIFI_CONNECT_STATUS WIFI_DISABLED
     e2e_expect_no_item Wi-Fi
     expect_bar_shows "$E2E_ICONS/SysTrayAudio.png" "$DESKTOP_DIR/bar-audio.png"
+}
+
+bar_differs_from() {
+    desktop_grab_bar "$DESKTOP_DIR/bar-now.png" &&
+        "${E2E_PICTURE[@]}" differ "$DESKTOP_DIR/bar-now.png" "$1"
 }
 
 bar_wider_than_one() {

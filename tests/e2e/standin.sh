@@ -132,6 +132,8 @@ tap_expects() {
     e2e_expect_home_page "${@:2}"
 }
 
+job_picture_is_not() { [[ "$(e2e_item_digest "Job Manager")" != "$1" ]]; }
+
 # The default instrument's items from the control panel's values, their changes and taps.
 case_items() {
     setup_daemon --values "$E2E_ROOT/tools/simulator/default-values.txt"
@@ -159,7 +161,7 @@ case_items() {
     local first
     first="$(e2e_item_digest "Job Manager")"
     e2e_sim_set JOBMANAGER_STATUS 43%
-    desktop_wait_for "$E2E_WAIT" "the job text redrawn"         eval '[[ "$(e2e_item_digest "Job Manager")" != "$first" ]]' ||
+    desktop_wait_for "$E2E_WAIT" "the job text redrawn" job_picture_is_not "$first" ||
         e2e_fail "the job manager's picture did not change from 42% to 43%"
 
     e2e_sim_set LASER_WARNING True
@@ -193,7 +195,8 @@ case_qrx4400() {
     e2e_expect_item_picture FAN SysTrayFanFaulty.png
     tap_expects FAN raise_screen FAN
     e2e_sim_set FAN_ALARM_STATUS fan alarm cleared
-    e2e_wait "$E2E_WAIT" "the fan's warning" e2e_log_has glyphd 'wrong configValue: fan alarm cleared'
+    e2e_wait "$E2E_WAIT" "the fan's warning" \
+        e2e_log_has glyphd 'wrong configValue: fan alarm cleared'
     e2e_expect_item_picture FAN SysTrayFanFaulty.png
     e2e_sim_set FAN_ALARM_STATUS FAN ALARM CLEARED
     e2e_expect_no_item FAN
