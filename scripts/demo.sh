@@ -4,23 +4,25 @@
 # remote users, saves a screenshot of the bar, then runs until Ctrl-C. Lines typed on standard
 # input go to the simulator ("set VNC_USERS 1", "set WIFI_CONNECT_STATUS DISCONNECTED", ...).
 #
-#   scripts/demo.sh [--once] [--no-build] [--build-dir DIR] [--screenshot FILE]
+#   scripts/demo.sh [--once] [--no-build] [--build-dir DIR] [--screenshot FILE] [--sim LINE]...
 #
 #   --once             exit after the screenshot (for CI)
+#   --sim LINE         a simulator command run before the screenshot ("set LASER_WARNING True")
 #   --no-build         use the programs already in the build directory
 #   --build-dir DIR    build directory (default build/release, the "release" preset)
 #   --screenshot FILE  where the picture of the bar goes (default DIR/demo/bar-vnc.png)
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-once=0 build=1 build_dir="$ROOT/build/release" screenshot=""
+once=0 build=1 build_dir="$ROOT/build/release" screenshot="" sim_lines=()
 while (($#)); do
     case "$1" in
     --once) once=1 ;;
     --no-build) build=0 ;;
     --build-dir) build_dir="$(realpath -m "$2")" && shift ;;
     --screenshot) screenshot="$(realpath -m "$2")" && shift ;;
-    -h | --help) sed -n '2,13p' "$0" && exit 0 ;;
+    --sim) sim_lines+=("$2") && shift ;;
+    -h | --help) sed -n '2,14p' "$0" && exit 0 ;;
     *) echo "demo: unknown option $1 (try --help)" >&2 && exit 2 ;;
     esac
     shift
@@ -84,6 +86,10 @@ desktop_wait_for 30 "glyphd" "$DESKTOP_PYTHON" "$ROOT/scripts/desktop/simevents.
     "$DESKTOP_DIR/logs/sim.log" event=recv from=glyphd command=get params=VNC_USERS ||
     die "glyphd did not ask for its values"
 
+# The simulator runs its lines in order: once the two users show, the lines before have run.
+for line in "${sim_lines[@]}"; do
+    printf '%s\n' "$line" >&"$sim_fd"
+done
 printf 'set VNC_USERS 2\n' >&"$sim_fd"
 trayctl=("$DESKTOP_PYTHON" "$ROOT/scripts/desktop/trayctl.py")
 vnc_shows_several() {

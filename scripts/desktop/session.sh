@@ -322,12 +322,14 @@ desktop_start_xvfb() {
     export DISPLAY
 }
 
-# desktop_click X Y [BUTTON]: a click through sway's seat (needs the virtual pointer).
+# desktop_click X Y [BUTTON]: a click through sway's seat (needs the virtual pointer). The
+# pointer then leaves the bar, so that later screenshots of the bar show the tray alone.
 desktop_click() {
     local x="$1" y="$2" button="${3:-button1}"
     swaymsg seat seat0 cursor set "$x" "$y" >/dev/null &&
         swaymsg seat seat0 cursor press "$button" >/dev/null &&
-        swaymsg seat seat0 cursor release "$button" >/dev/null
+        swaymsg seat seat0 cursor release "$button" >/dev/null &&
+        swaymsg seat seat0 cursor set $((DESKTOP_WIDTH / 2)) $((DESKTOP_BAR_HEIGHT * 4)) >/dev/null
 }
 
 # desktop_grab_bar FILE: a screenshot of the bar only.

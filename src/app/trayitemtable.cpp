@@ -1,12 +1,19 @@
 #include "trayitemtable.h"
 
+#include "items/caudiosystemtraydataitem.h"
 #include "items/cbatterysystemtraydataitem.h"
 #include "items/cbluetoothsystemtraydataitem.h"
 #include "items/cclocksourcetraydataitem.h"
+#include "items/cfansystemtraydataitem.h"
 #include "items/cgpssystemtraydataitem.h"
+#include "items/cjobmanagersystemtraydataitem.h"
+#include "items/cntpsystemtraydataitem.h"
 #include "items/cr7300msystemtraydataitem.h"
 #include "items/cusbflashsystemtraydataitem.h"
+#include "items/cvellumsystemtraydataitem.h"
+#include "items/cvflsystemtraydataitem.h"
 #include "items/cvncsystemtraydataitem.h"
+#include "items/cwifisystemtraydataitem.h"
 
 namespace glyphd {
 
@@ -54,6 +61,20 @@ const QVector<TrayItemRow> &trayItemTable()
         {"CGpsSystemTrayDataItem", isNotQrx4400, create<CGpsSystemTrayDataItem>},
         {"CClockSourceTrayDataItem", isNotQrx4400, create<CClockSourceTrayDataItem>},
         {"CVflSystemTrayDataItem", always, nullptr},
+        {"CFanSystemTrayDataItem", hasFanAlarm, create<CFanSystemTrayDataItem>},
+        {"CBatterySystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CNtpSystemTrayDataItem", always, create<CNtpSystemTrayDataItem>},
+        {"CUsbFlashSystemTrayDataItem", always, nullptr},
+        {"CVncSystemTrayDataItem", always, create<CVncSystemTrayDataItem>},
+        {"CBluetoothSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CAudioSystemTrayDataItem", isNotQrx4400, create<CAudioSystemTrayDataItem>},
+        {"CR7300mSystemTrayDataItem", always, nullptr},
+        {"CVellumSystemTrayDataItem", always, create<CVellumSystemTrayDataItem>},
+        {"CJobManagerSystemTrayDataItem", always, create<CJobManagerSystemTrayDataItem>},
+        {"CWifiSystemTrayDataItem", isNotQrx4400, create<CWifiSystemTrayDataItem>},
+        {"CGpsSystemTrayDataItem", isNotQrx4400, nullptr},
+        {"CClockSourceTrayDataItem", isNotQrx4400, nullptr},
+        {"CVflSystemTrayDataItem", always, create<CVflSystemTrayDataItem>},
     };
     return table;
 }

@@ -18,8 +18,8 @@ namespace {
 // The control panel answers from memory; a value that takes longer is not worth blocking the
 // user interface for.
 constexpr int valueRequestTimeoutMs = 1000;
-// The home page is not waited for: the tap has done its part once the command is sent.
-constexpr int raiseScreenTimeoutMs = -1;
+// The home page is not waited for: a tap has done its part once the command is sent.
+constexpr int homePageTimeoutMs = -1;
 
 void setResult(bool *ok, bool value)
 {
@@ -38,10 +38,14 @@ CSystemTrayDataItem::~CSystemTrayDataItem() = default;
 
 void CSystemTrayDataItem::onIconClicked()
 {
-    std::unique_ptr<Message> request(
-        Message::createMessage("raise_screen", m_screenName.toUtf8().toStdString()));
+    sendToHomePage("raise_screen", m_screenName.toUtf8());
+}
+
+void CSystemTrayDataItem::sendToHomePage(const char *command, const QByteArray &params)
+{
+    std::unique_ptr<Message> request(Message::createMessage(command, params.toStdString()));
     std::unique_ptr<Message> reply(
-        m_client->sendAndWait(kHomePageService, request.get(), raiseScreenTimeoutMs));
+        m_client->sendAndWait(kHomePageService, request.get(), homePageTimeoutMs));
 }
 
 void CSystemTrayDataItem::slotIconClicked()

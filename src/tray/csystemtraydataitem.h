@@ -37,6 +37,10 @@ protected:
     // Synchronous "get" of one system-data value from the control panel (1000 ms at most).
     QByteArray requestValue(const QByteArray &key, bool *ok = nullptr);
 
+    // Sends a command to the home page without waiting: a silent home page must not hold up
+    // the bar. The default tap sends "raise_screen" with the screen name through it.
+    void sendToHomePage(const char *command, const QByteArray &params);
+
     SyncSenderClient *client() const { return m_client; }
     const QString &screenName() const { return m_screenName; }
 

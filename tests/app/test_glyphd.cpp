@@ -2,6 +2,7 @@
 // from scripts/desktop/session.sh, the stand-in tray host sni_host.py): its wait for the
 // tray, and the built program against the real router and simulator.
 #include "app/csystemtraywaiter.h"
+#include "app/trayitemtable.h"
 #include "daemonprocess.h"
 #include "msgpeerrun.h"
 #include "notifysocket.h"
@@ -15,6 +16,26 @@
 namespace {
 
 const char kRegisterWarning[] = "The system tray daemon could not register with the control panel.";
+
+// The keys each item asks the control panel for at start-up, by class. Items that read
+// D-Bus, probe device nodes or ask nothing have an empty list. A built item missing here
+// fails the configuration test: add its keys when it joins the item table.
+const QHash<QString, QStringList> kStartupKeys = {
+    {"CFanSystemTrayDataItem", {"FAN_ALARM_STATUS"}},
+    {"CBatterySystemTrayDataItem", {"BATT_STATUS", "BATT_LEVEL", "BATT_ALARM"}},
+    {"CNtpSystemTrayDataItem", {"SYNC_TIME_SOURCE"}},
+    {"CUsbFlashSystemTrayDataItem", {"FLASH_LIST"}},
+    {"CVncSystemTrayDataItem", {"VNC_USERS"}},
+    {"CBluetoothSystemTrayDataItem", {"BLUE_ENABLED"}},
+    {"CAudioSystemTrayDataItem", {}},
+    {"CR7300mSystemTrayDataItem", {}},
+    {"CVellumSystemTrayDataItem", {"VELLUM_STATUS"}},
+    {"CJobManagerSystemTrayDataItem", {"JOBMANAGER_STATUS"}},
+    {"CWifiSystemTrayDataItem", {"WIFI_CONNECT_STATUS"}},
+    {"CGpsSystemTrayDataItem", {}},
+    {"CClockSourceTrayDataItem", {}},
+    {"CVflSystemTrayDataItem", {}},
+};
 
 } // namespace
 
@@ -32,10 +53,14 @@ private slots:
     void registersLocallyUnderItsName();
     void registersWithTheControlPanelAndServes();
     void exitCommandEndsWithStatusZero();
+    void valueRequestsFollowItemOrder_data();
+    void valueRequestsFollowItemOrder();
 
 private:
-    bool startServices();
-    bool startGlyphd(const QStringList &args, NotifySocket *notify = nullptr);
+    bool startServices(const QStringList &simulatorArgs = {});
+    // variables: set in glyphd's environment, or removed from it when empty.
+    bool startGlyphd(const QStringList &args, NotifySocket *notify = nullptr,
+                     const QHash<QString, QByteArray> &variables = {});
     QStringList portArgs() const { return {"--port", QString::number(m_router->port())}; }
 
     PrivateDesktop m_desktop;
@@ -51,14 +76,16 @@ void TestGlyphd::cleanup()
     m_router.reset();
 }
 
-bool TestGlyphd::startServices()
+bool TestGlyphd::startServices(const QStringList &simulatorArgs)
 {
     m_router = std::make_unique<RouterProcess>();
     m_simulator = std::make_unique<SimulatorProcess>();
-    return m_router->start({QStringLiteral("--verbose")}) && m_simulator->start(m_router->port());
+    return m_router->start({QStringLiteral("--verbose")}) &&
+           m_simulator->start(m_router->port(), simulatorArgs);
 }
 
-bool TestGlyphd::startGlyphd(const QStringList &args, NotifySocket *notify)
+bool TestGlyphd::startGlyphd(const QStringList &args, NotifySocket *notify,
+                             const QHash<QString, QByteArray> &variables)
 {
     if (!m_desktop.ensureHost()) {
         return false;
@@ -66,6 +93,11 @@ bool TestGlyphd::startGlyphd(const QStringList &args, NotifySocket *notify)
     QProcessEnvironment environment = m_desktop.environment();
     if (notify != nullptr) {
         environment.insert(QStringLiteral("NOTIFY_SOCKET"), notify->path());
+    }
+    for (auto variable = variables.begin(); variable != variables.end(); ++variable) {
+        environment.remove(variable.key());
+        if (!variable.value().isEmpty())
+            environment.insert(variable.key(), QString::fromLatin1(variable.value()));
     }
     m_glyphd = std::make_unique<DaemonProcess>(
         QStringLiteral("glyphd"), QStringList{QStringLiteral("--no-daemon")} + args, environment);
@@ -180,6 +212,52 @@ void TestGlyphd::exitCommandEndsWithStatusZero()
     QCOMPARE(m_glyphd->exitStatus(), 0);
     QVERIFY2(m_router->waitForStandardError("(glyphd) unregistered", 10000),
              qPrintable(m_router->standardError()));
+}
+
+void TestGlyphd::valueRequestsFollowItemOrder_data()
+{
+    QTest::addColumn<QByteArray>("qrx4400");
+    QTest::addColumn<QByteArray>("rab");
+    QTest::newRow("neither") << QByteArray() << QByteArray();
+    QTest::newRow("rab alone") << QByteArray() << QByteArray("YES");
+    QTest::newRow("QRX4400") << QByteArray("YES") << QByteArray();
+    QTest::newRow("QRX4400 on a rab") << QByteArray("YES") << QByteArray("YES");
+}
+
+// The control panel is asked for the values in the daemon's item order, for the items of the
+// instrument's configuration only.
+void TestGlyphd::valueRequestsFollowItemOrder()
+{
+    QFETCH(QByteArray, qrx4400);
+    QFETCH(QByteArray, rab);
+    glyphd::InstrumentConfiguration configuration;
+    configuration.qrx4400 = !qrx4400.isEmpty();
+    configuration.rab = !rab.isEmpty();
+    QStringList expected;
+    for (const glyphd::TrayItemRow &row : glyphd::trayItemTable()) {
+        if (row.create == nullptr || !row.wanted(configuration))
+            continue;
+        QVERIFY2(kStartupKeys.contains(row.className), row.className);
+        expected += kStartupKeys.value(row.className);
+    }
+
+    QVERIFY(startServices({"--values", GLYPHD_SOURCE_DIR "/tools/simulator/default-values.txt"}));
+    NotifySocket notify;
+    QVERIFY(startGlyphd(portArgs(), &notify,
+                        {{"QRX4400_CONFIGURED", qrx4400}, {"RAB_CONFIGURED", rab}}));
+    // Ready is told once every item is initialised.
+    QVERIFY(m_glyphd->waitUntil([&] { return !notify.read().isEmpty(); }, 30000));
+    QVERIFY(m_simulator->sync());
+
+    QStringList requested;
+    for (const QJsonObject &event : m_simulator->events()) {
+        if (event.value("event") == "recv" && event.value("to") == "ctrlpanelsvc" &&
+            event.value("command") == "get") {
+            QCOMPARE(event.value("from").toString(), QStringLiteral("glyphd"));
+            requested << event.value("params").toString();
+        }
+    }
+    QCOMPARE(requested, expected);
 }
 
 QTEST_GUILESS_MAIN(TestGlyphd)

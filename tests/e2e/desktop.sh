@@ -4,7 +4,8 @@
 # and clicked through sway's seat with a virtual pointer.
 #
 #   desktop.sh CASE      CASE: harness states click late-bar router-dies battery platform
-#                              storage pulled-out bluetooth microscope microscope-kestrel
+#                              storage pulled-out bluetooth microscope microscope-kestrel items
+#                              audio-wifi
 #
 # E2E_SCREENSHOT_DIR, when set, receives the screenshots of a passing "states" run.
 set -u
@@ -24,12 +25,23 @@ start_bar() {
     desktop_start_waybar || e2e_fail "waybar did not start"
 }
 
+# The VNC cases run on a QRX4400: it has no audio icon, which every other instrument shows
+# at all times, so the VNC icon is alone in the bar.
+QRX4400=QRX4400_CONFIGURED=YES
+
+# setup_daemon CONFIGURATION [SIMULATOR-ARGS...]: CONFIGURATION is $QRX4400 or "default".
 setup_daemon() {
+    local configuration="$1"
+    shift
     setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd"
     start_bar
     e2e_start_router
     e2e_start_simulator "$@"
-    e2e_start_glyphd wayland
+    if [[ "$configuration" == default ]]; then
+        e2e_start_glyphd wayland
+    else
+        e2e_start_glyphd wayland "$configuration"
+    fi
     e2e_wait_glyphd_initialized
 }
 
@@ -94,7 +106,7 @@ case_harness() {
 
 # One user, several users, nobody: on the bus and on the screen.
 case_states() {
-    setup_daemon
+    setup_daemon "$QRX4400"
     expect_bar_empty "$DESKTOP_DIR/bar-start.png"
     e2e_set_vnc_users 1
     e2e_expect_vnc_picture SysTrayVnc.png
@@ -113,7 +125,7 @@ case_states() {
 
 # A click on the icon in the bar asks the home page for the REMOTE screen.
 case_click() {
-    setup_daemon --set VNC_USERS=1
+    setup_daemon "$QRX4400" --set VNC_USERS=1
     expect_bar_shows "$E2E_ICONS/SysTrayVnc.png" "$DESKTOP_DIR/bar.png"
     click_icon "$DESKTOP_DIR/bar.png"
     e2e_expect_raise_remote
@@ -124,7 +136,7 @@ case_late_bar() {
     setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd"
     e2e_start_router
     e2e_start_simulator --set VNC_USERS=2
-    e2e_start_glyphd wayland
+    e2e_start_glyphd wayland "$QRX4400"
     local until=$((SECONDS + 2))
     while ((SECONDS < until)); do
         desktop_is_running glyphd || e2e_fail "glyphd ended while waiting for the tray"
@@ -137,7 +149,7 @@ case_late_bar() {
 }
 
 case_router_dies() {
-    setup_daemon --set VNC_USERS=1
+    setup_daemon "$QRX4400" --set VNC_USERS=1
     expect_bar_shows "$E2E_ICONS/SysTrayVnc.png" "$DESKTOP_DIR/bar.png"
     e2e_expect_router_death_ends_glyphd
     expect_bar_empty "$DESKTOP_DIR/bar-after.png"
@@ -350,6 +362,133 @@ case_microscope() {
     mako_balloon --summary "Lumiscope Not Supported" --body "$E2E_UNSUPPORTED" --icon dialog-error
 }
 
+# Values that hide every item the control panel feeds.
+NOTHING_SHOWN=(--values "$E2E_ROOT/tools/simulator/default-values.txt" --set VNC_USERS=0
+    --set WIFI_CONNECT_STATUS=WIFI_DISABLED --set VELLUM_STATUS= --set SYNC_TIME_SOURCE=MANUAL)
+
+# show_click_hide TITLE PNG KEY VALUE COMMAND PARAMS: on a bar that shows nothing else, the
+# value puts the picture in the bar, a click on it sends the command to the home page.
+show_click_hide() {
+    local shot="$DESKTOP_DIR/bar-$3.png"
+    e2e_sim_set "$3" "$4"
+    e2e_expect_item_picture "$1" "$2"
+    expect_bar_shows "$E2E_ICONS/$2" "$shot"
+    click_icon "$shot"
+    e2e_expect_home_page "$5" "${6:-}"
+}
+
+# crop_half SHOT "X Y W H" TOP|BOTTOM OUT: the upper or lower half of the box.
+crop_half() {
+    local x y w h
+    read -r x y w h <<<"$2"
+    if [[ "$3" == TOP ]]; then
+        convert "$1" -crop "${w}x$((h / 2))+$x+$y" +repage "$4"
+    else
+        convert "$1" -crop "${w}x$((h - h / 2))+$x+$((y + h / 2))" +repage "$4"
+    fi
+}
+
+# job_text_changed A B: the job icon of B has the clipboard of A and other text below it.
+job_text_changed() {
+    local box half
+    box="$("${E2E_PICTURE[@]}" locate "$1")" || return 1
+    for half in TOP BOTTOM; do
+        crop_half "$1" "$box" "$half" "$DESKTOP_DIR/a-$half.png"
+        crop_half "$2" "$box" "$half" "$DESKTOP_DIR/b-$half.png"
+    done
+    ! "${E2E_PICTURE[@]}" differ "$DESKTOP_DIR/a-TOP.png" "$DESKTOP_DIR/b-TOP.png" &&
+        "${E2E_PICTURE[@]}" differ "$DESKTOP_DIR/a-BOTTOM.png" "$DESKTOP_DIR/b-BOTTOM.png"
+}
+
+# A QRX4400 whose items are hidden: each of them alone in the bar, clicked, and hidden again.
+case_items() {
+    setup_daemon "$QRX4400" "${NOTHING_SHOWN[@]}"
+    expect_bar_empty "$DESKTOP_DIR/bar-start.png"
+
+    show_click_hide NTP SysTrayNtp.png SYNC_TIME_SOURCE NTP raise_screen DATETIME
+    e2e_sim_set SYNC_TIME_SOURCE GPS
+    expect_bar_empty "$DESKTOP_DIR/bar-empty.png"
+
+    show_click_hide Vellum SysTrayVellumSuccess.png VELLUM_STATUS SUCCESS raise_screen VELLUM
+    e2e_sim page vellum_page_hidden
+    e2e_expect_no_item Vellum
+    expect_bar_empty "$DESKTOP_DIR/bar-empty.png"
+
+    show_click_hide FAN SysTrayFanFaulty.png FAN_ALARM_STATUS "FAN ALARM FAULT" raise_screen FAN
+    e2e_sim_set FAN_ALARM_STATUS FAN ALARM CLEARED
+    expect_bar_empty "$DESKTOP_DIR/bar-empty.png"
+
+    show_click_hide Vfl SysTrayLaserWarning.png LASER_WARNING True raise_screen
+    e2e_sim_set LASER_WARNING False
+    expect_bar_empty "$DESKTOP_DIR/bar-empty.png"
+
+    # The job's text on the icon, as the screen shows it.
+    e2e_sim_set JOBMANAGER_STATUS 42%
+    e2e_item "Job Manager"
+    desktop_wait_for "$E2E_WAIT" "the job icon in the bar" \
+        bar_has_icon "$DESKTOP_DIR/bar-job-42.png" ||
+        e2e_fail "the job manager's icon is not in the bar"
+    e2e_sim_set JOBMANAGER_STATUS 43%
+    desktop_wait_for "$E2E_WAIT" "43% written over 42%" bar_job_redrawn ||
+        e2e_fail "the bar's job icon did not change below its clipboard from 42% to 43%"
+    click_icon "$DESKTOP_DIR/bar-job-43.png"
+    e2e_expect_home_page raise_jobmanager
+    keep_screenshots "$DESKTOP_DIR"/bar-job-{42,43}.png
+    e2e_sim_set JOBMANAGER_STATUS
+    expect_bar_empty "$DESKTOP_DIR/bar-empty.png"
+}
+
+bar_has_icon() { desktop_grab_bar "$1" && "${E2E_PICTURE[@]}" locate "$1" >/dev/null; }
+
+bar_job_redrawn() {
+    desktop_grab_bar "$DESKTOP_DIR/bar-job-43.png" &&
+        job_text_changed "$DESKTOP_DIR/bar-job-42.png" "$DESKTOP_DIR/bar-job-43.png"
+}
+
+# The default instrument: the audio icon is always there, Wi-Fi comes and changes beside it.
+case_audio_wifi() {
+    setup_daemon default "${NOTHING_SHOWN[@]}"
+    e2e_expect_item_picture Audio SysTrayAudio.png
+    expect_bar_shows "$E2E_ICONS/SysTrayAudio.png" "$DESKTOP_DIR/bar-audio.png"
+    click_icon "$DESKTOP_DIR/bar-audio.png"
+    e2e_expect_home_page raise_screen AUDIO
+    e2e_sim_set WIFI_CONNECT_STATUS ASSOCIATED
+    e2e_expect_item_picture Wi-Fi SysTrayWifiConnected.png
+    desktop_wait_for "$E2E_WAIT" "a second icon in the bar" bar_wider_than_one ||
+        e2e_fail "the Wi-Fi icon did not join the audio icon in the bar"
+    cp "$DESKTOP_DIR/bar-now.png" "$DESKTOP_DIR/bar-wifi-connected.png"
+    # Whichever side the bar put it on, a click on each of the two icons reaches Wi-Fi once.
+    local x y w h
+    read -r x y w h < <("${E2E_PICTURE[@]}" locate "$DESKTOP_DIR/bar-wifi-connected.png")
+    if ! desktop_click $((x + w / 4)) $((y + h / 2)) ||
+        ! desktop_click $((x + 3 * w / 4)) $((y + h / 2)); then
+        e2e_fail "swaymsg could not click"
+    fi
+    e2e_expect_home_page raise_screen NETWORK
+    e2e_wait "$E2E_WAIT" "a second raise_screen AUDIO" \
+        e2e_sim_saw event=recv to=homepage command=raise_screen params=AUDIO --count 2
+    e2e_sim_set WIFI_CONNECT_STATUS DISCONNECTED
+    e2e_expect_item_picture Wi-Fi SysTrayWifiDisconnected.png
+    desktop_wait_for "$E2E_WAIT" "the disconnected picture in the bar" \
+        bar_differs_from "$DESKTOP_DIR/bar-wifi-connected.png" ||
+        e2e_fail "the bar looks the same for a connected and a disconnected Wi-Fi"
+    e2e_sim_set WIFI_CONNECT_STATUS WIFI_DISABLED
+    e2e_expect_no_item Wi-Fi
+    expect_bar_shows "$E2E_ICONS/SysTrayAudio.png" "$DESKTOP_DIR/bar-audio.png"
+}
+
+bar_differs_from() {
+    desktop_grab_bar "$DESKTOP_DIR/bar-now.png" &&
+        "${E2E_PICTURE[@]}" differ "$DESKTOP_DIR/bar-now.png" "$1"
+}
+
+bar_wider_than_one() {
+    local x y w h
+    desktop_grab_bar "$DESKTOP_DIR/bar-now.png" &&
+        read -r x y w h < <("${E2E_PICTURE[@]}" locate "$DESKTOP_DIR/bar-now.png") &&
+        ((w > 40))
+}
+
 case "${1:-}" in
 harness) case_harness ;;
 storage) case_storage ;;
@@ -357,6 +496,8 @@ pulled-out) case_pulled_out ;;
 bluetooth) case_bluetooth ;;
 microscope) case_microscope "$E2E_WRONG_PORT" ;;
 microscope-kestrel) TORVE_CSR_NAME=kestrel case_microscope "$E2E_WRONG_PORT_KESTREL" ;;
+items) case_items ;;
+audio-wifi) case_audio_wifi ;;
 states) case_states ;;
 click) case_click ;;
 late-bar) case_late_bar ;;
@@ -365,7 +506,7 @@ battery) case_battery ;;
 platform) case_platform ;;
 *)
     echo "usage: $0 harness|states|click|late-bar|router-dies|battery|platform|storage|" \
-        "pulled-out|bluetooth|microscope|microscope-kestrel" >&2
+        "pulled-out|bluetooth|microscope|microscope-kestrel|items|audio-wifi" >&2
     exit 2
     ;;
 esac

@@ -94,10 +94,10 @@ e2e_sim_saw() {
 
 # --- the daemon -------------------------------------------------------------------------------
 
-# e2e_start_glyphd QPA_PLATFORM: the daemon in the foreground of its own process, on the
-# test's router.
+# e2e_start_glyphd QPA_PLATFORM [VARIABLE=VALUE...]: the daemon in the foreground of its own
+# process, on the test's router, with those variables in its environment.
 e2e_start_glyphd() {
-    desktop_spawn glyphd env QT_QPA_PLATFORM="$1" "$E2E_BIN/glyphd" \
+    desktop_spawn glyphd env QT_QPA_PLATFORM="$1" "${@:2}" "$E2E_BIN/glyphd" \
         --no-daemon --host 127.0.0.1 --port "$E2E_PORT"
 }
 
@@ -238,7 +238,7 @@ e2e_finish() {
     e2e_log "PASS: $1"
 }
 
-# --- removable storage, Bluetooth and microscope ------------------------------------------------
+# --- the status items, told apart by their tooltip titles -------------------------------------
 
 E2E_REMEMBER="Please remember to eject the device from the Removable Storage system page before removing it."
 E2E_SAFE="The device has been ejected and is safe to remove."
@@ -249,21 +249,24 @@ E2E_WRONG_PORT="The R7300m Microscope will not function in this USB port.  Pleas
 E2E_WRONG_PORT_KESTREL="The R7300m Microscope will not function properly in this USB port.  Please use Client USB port with a Mini OTG cable."
 E2E_UNSUPPORTED="The Lumiscope microscope is not supported on this instrument."
 
-# e2e_item TOOLTIP PNG: waits for the item with that tooltip title to show the picture; sets
-# E2E_ITEM to it.
-e2e_item() {
-    E2E_ITEM="$("${E2E_TRAYCTL[@]}" find --tooltip "$1" --timeout "$E2E_WAIT")" ||
-        e2e_fail "no tray item with the tooltip $1 within $E2E_WAIT s"
-    E2E_ITEM="${E2E_ITEM%%$'\n'*}"
-    desktop_wait_for "$E2E_WAIT" "$1 showing $2" \
-        "${E2E_TRAYCTL[@]}" match-pixmap "$E2E_ITEM" "$E2E_ICONS/$2" ||
-        e2e_fail "the $1 item does not show $2"
+# e2e_sim_set KEY [VALUE...]: the control panel reports the value, and has sent it.
+e2e_sim_set() {
+    local key="$1"
+    shift
+    e2e_sim "set $key $*"
+    e2e_wait "$E2E_WAIT" "$key $* notification sent" \
+        e2e_sim_saw event=sent command=notify "params=$key,\"$*\""
 }
 
-# e2e_expect_raise SCREEN: a tap asked the home page for that screen.
-e2e_expect_raise() {
-    e2e_wait "$E2E_WAIT" "raise_screen $1 at homepage" \
-        e2e_sim_saw event=recv to=homepage from=glyphd command=raise_screen "params=$1"
+# e2e_item_digest TITLE: the digests of the item's pictures, to tell two of them apart.
+e2e_item_digest() {
+    "${E2E_TRAYCTL[@]}" items | grep -F "\"tooltip_title\": \"$1\"" | grep -o '"sha1": "[0-9a-f]*"'
+}
+
+# e2e_expect_home_page COMMAND [PARAMS]: the home page received it from glyphd.
+e2e_expect_home_page() {
+    e2e_wait "$E2E_WAIT" "$1 ${2:-} at homepage" \
+        e2e_sim_saw event=recv to=homepage from=glyphd command="$1" params="${2:-}"
 }
 
 # e2e_expect_no_raise: no tap so far asked the home page for anything.

@@ -5,7 +5,7 @@
 #
 #   standin.sh CASE      CASE: harness states initial-value click late-host router-dies platform
 #                              qrx4400-platform storage pulled-out bluetooth microscope
-#                              microscope-kestrel
+#                              microscope-kestrel items qrx4400
 set -u
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
@@ -185,7 +185,7 @@ balloon() {
 case_storage() {
     setup_daemon --set FLASH_LIST='<flashlist></flashlist>'
     e2e_sim "flash /media/usb0=MOUNTED /media/usb1=MOUNTED"
-    e2e_item "Removable Storage" SysTrayUsbFlashConnected.png
+    e2e_expect_item_picture "Removable Storage" SysTrayUsbFlashConnected.png
     balloon --summary "Removable Storage" --body "$E2E_REMEMBER" --kind information \
         --expire 5000 --held-back "$E2E_ITEM" 2.5
     "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate failed"
@@ -193,7 +193,7 @@ case_storage() {
     e2e_sim "flash /media/usb0=EJECTING /media/usb1=MOUNTED"
     e2e_sim "flash /media/usb1=MOUNTED"
     balloon --summary "Removable Storage" --body "$E2E_SAFE" --kind information --expire 10000
-    e2e_item "Removable Storage" SysTrayUsbFlashGreen.png
+    e2e_expect_item_picture "Removable Storage" SysTrayUsbFlashGreen.png
     e2e_sim "flash /media/usb1=EJECTING"
     e2e_sim "flash"
     balloon --summary "Removable Storage" --body "$E2E_SAFE" --kind critical --expire 10000 \
@@ -204,10 +204,10 @@ case_storage() {
 case_pulled_out() {
     setup_daemon
     e2e_sim "flash /media/usb0=MOUNTED /media/usb1=MOUNTED"
-    e2e_item "Removable Storage" SysTrayUsbFlashConnected.png
+    e2e_expect_item_picture "Removable Storage" SysTrayUsbFlashConnected.png
     balloon --summary "Removable Storage" --body "$E2E_REMEMBER" --expire 5000
     e2e_sim "flash /media/usb1=MOUNTED"
-    e2e_item "Removable Storage" SysTrayUsbFlashError.png
+    e2e_expect_item_picture "Removable Storage" SysTrayUsbFlashError.png
     balloon --summary "Removable Storage" --body "$E2E_CORRUPTED" --kind information \
         --expire 10000
     "${E2E_TRAYCTL[@]}" find --tooltip "Removable Storage" >/dev/null ||
@@ -218,7 +218,7 @@ case_pulled_out() {
 # the Bluetooth page.
 case_bluetooth() {
     setup_daemon --set BLUE_ENABLED=YES
-    e2e_item Bluetooth SysTrayBluetooth.png
+    e2e_expect_item_picture Bluetooth SysTrayBluetooth.png
     e2e_sim "btfile photo 1.jpg"
     balloon --summary Bluetooth --body "${E2E_FILE_RECEIVED}photo 1.jpg" --kind information \
         --expire 10000
@@ -233,7 +233,7 @@ case_bluetooth() {
 case_microscope() {
     setup_daemon
     e2e_sim "notify-from scopesvc SCOPE_ERROR True"
-    e2e_item R7300m SysTrayR7300mInvalid.png
+    e2e_expect_item_picture R7300m SysTrayR7300mInvalid.png
     balloon --summary "Microscope Error" --body "$1" --kind critical --expire 10000
     "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate failed"
     balloon --summary "Microscope Error" --body "$1" --count 2
@@ -243,6 +243,85 @@ case_microscope() {
         --expire 99999
 }
 
+# tap_expects TITLE COMMAND [PARAMS]: activating the item sends that to the home page.
+tap_expects() {
+    e2e_item "$1"
+    "${E2E_TRAYCTL[@]}" activate "$E2E_ITEM" 5 5 || e2e_fail "Activate on $1 failed"
+    e2e_expect_home_page "${@:2}"
+}
+
+job_picture_is_not() { [[ "$(e2e_item_digest "Job Manager")" != "$1" ]]; }
+
+# The default instrument's items from the control panel's values, their changes and taps.
+case_items() {
+    setup_daemon --values "$E2E_ROOT/tools/simulator/default-values.txt"
+    e2e_expect_item_picture Wi-Fi SysTrayWifiConnected.png
+    e2e_expect_item_picture Audio SysTrayAudio.png
+    e2e_expect_item_picture NTP SysTrayNtp.png
+    e2e_expect_item_picture Vellum SysTrayVellumActive.png
+    e2e_expect_no_item "Job Manager"
+    e2e_expect_no_item Vfl
+
+    e2e_sim_set WIFI_CONNECT_STATUS DISCONNECTED
+    e2e_expect_item_picture Wi-Fi SysTrayWifiDisconnected.png
+    e2e_sim_set WIFI_CONNECT_STATUS associated
+    e2e_expect_no_item Wi-Fi
+
+    e2e_sim_set VELLUM_STATUS SUCCESS
+    e2e_expect_item_picture Vellum SysTrayVellumSuccess.png
+    e2e_sim page vellum_page_shown
+    e2e_expect_no_item Vellum
+    e2e_sim_set VELLUM_STATUS SENDING
+    e2e_expect_item_picture Vellum SysTrayVellumRefresh.png
+
+    e2e_sim_set JOBMANAGER_STATUS 42%
+    e2e_item "Job Manager"
+    local first
+    first="$(e2e_item_digest "Job Manager")"
+    e2e_sim_set JOBMANAGER_STATUS 43%
+    desktop_wait_for "$E2E_WAIT" "the job text redrawn" job_picture_is_not "$first" ||
+        e2e_fail "the job manager's picture did not change from 42% to 43%"
+
+    e2e_sim_set LASER_WARNING True
+    e2e_expect_item_picture Vfl SysTrayLaserWarning.png
+    # Any sender's laser notification counts.
+    e2e_sim 'send homepage glyphd 4 notify LASER_WARNING,"False"'
+    e2e_expect_no_item Vfl
+    e2e_sim 'send bluetooth glyphd 4 notify LASER_WARNING,"True"'
+    e2e_expect_item_picture Vfl SysTrayLaserWarning.png
+
+    tap_expects Audio raise_screen AUDIO
+    tap_expects NTP raise_screen DATETIME
+    tap_expects Vellum raise_screen VELLUM
+    tap_expects "Job Manager" raise_jobmanager
+    tap_expects Vfl raise_screen
+    e2e_sim_set WIFI_CONNECT_STATUS ASSOCIATED
+    tap_expects Wi-Fi raise_screen NETWORK
+}
+
+# A QRX4400: the fan alarm instead of the battery, no audio or Wi-Fi.
+case_qrx4400() {
+    setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd"
+    start_host
+    e2e_start_router
+    e2e_start_simulator --values "$E2E_ROOT/tools/simulator/default-values.txt"
+    e2e_start_glyphd xcb QRX4400_CONFIGURED=YES
+    e2e_wait_glyphd_initialized
+    e2e_expect_item_picture NTP SysTrayNtp.png
+    e2e_expect_no_item FAN
+    e2e_sim_set FAN_ALARM_STATUS FAN ALARM FAULT
+    e2e_expect_item_picture FAN SysTrayFanFaulty.png
+    tap_expects FAN raise_screen FAN
+    e2e_sim_set FAN_ALARM_STATUS fan alarm cleared
+    e2e_wait "$E2E_WAIT" "the fan's warning" \
+        e2e_log_has glyphd 'wrong configValue: fan alarm cleared'
+    e2e_expect_item_picture FAN SysTrayFanFaulty.png
+    e2e_sim_set FAN_ALARM_STATUS FAN ALARM CLEARED
+    e2e_expect_no_item FAN
+    e2e_expect_no_item Audio
+    e2e_expect_no_item Wi-Fi
+}
+
 case "${1:-}" in
 harness) case_harness ;;
 storage) case_storage ;;
@@ -250,6 +329,8 @@ pulled-out) case_pulled_out ;;
 bluetooth) case_bluetooth ;;
 microscope) case_microscope "$E2E_WRONG_PORT" ;;
 microscope-kestrel) TORVE_CSR_NAME=kestrel case_microscope "$E2E_WRONG_PORT_KESTREL" ;;
+items) case_items ;;
+qrx4400) case_qrx4400 ;;
 states) case_states ;;
 initial-value) case_initial_value ;;
 click) case_click ;;
@@ -259,7 +340,8 @@ platform) case_platform ;;
 qrx4400-platform) case_qrx4400_platform ;;
 *)
     echo "usage: $0 harness|states|initial-value|click|late-host|router-dies|platform|" \
-        "qrx4400-platform|storage|pulled-out|bluetooth|microscope|microscope-kestrel" >&2
+        "qrx4400-platform|storage|pulled-out|bluetooth|microscope|microscope-kestrel|items|" \
+        "qrx4400" >&2
     exit 2
     ;;
 esac
