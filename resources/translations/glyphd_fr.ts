@@ -16,11 +16,11 @@
     </message>
     <message>
         <source>Battery level is low (%1%). Connect the AC adapter.</source>
-        <translation>Niveau de batterie faible (%1%). Branchez l'adaptateur secteur.</translation>
+        <translation>Niveau de batterie faible (%1%). Branchez l&apos;adaptateur secteur.</translation>
     </message>
     <message>
         <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
-        <translation>Niveau de batterie critique (%1%). Branchez l'adaptateur secteur maintenant, sinon l'instrument va s'éteindre.</translation>
+        <translation>Niveau de batterie critique (%1%). Branchez l&apos;adaptateur secteur maintenant, sinon l&apos;instrument va s&apos;éteindre.</translation>
     </message>
     <message>
         <source>Battery temperature is out of range. Charging is suspended.</source>

@@ -16,11 +16,11 @@
     </message>
     <message>
         <source>Battery level is low (%1%). Connect the AC adapter.</source>
-        <translation>Livello della batteria basso (%1%). Collegare l'alimentatore CA.</translation>
+        <translation>Livello della batteria basso (%1%). Collegare l&apos;alimentatore CA.</translation>
     </message>
     <message>
         <source>Battery level is critical (%1%). Connect the AC adapter now or the instrument will shut down.</source>
-        <translation>Livello della batteria critico (%1%). Collegare subito l'alimentatore CA, altrimenti lo strumento si spegnerà.</translation>
+        <translation>Livello della batteria critico (%1%). Collegare subito l&apos;alimentatore CA, altrimenti lo strumento si spegnerà.</translation>
     </message>
     <message>
         <source>Battery temperature is out of range. Charging is suspended.</source>

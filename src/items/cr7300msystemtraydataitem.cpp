@@ -62,22 +62,29 @@ void CR7300mSystemTrayDataItem::applyState(int state)
     showWarning(state);
 }
 
+// The texts name the class: lupdate loses the class after the description's nested braces in
+// the constructor above and would file unqualified ones under the namespace.
 void CR7300mSystemTrayDataItem::showWarning(int state)
 {
     if (state == WrongPortState) {
         // The kestrel hardware has only one port the microscope works in, behind an OTG cable.
         const QString text =
             qgetenv("TORVE_CSR_NAME") == "kestrel"
-                ? tr("The R7300m Microscope will not function properly in this USB port.  Please "
-                     "use Client USB port with a Mini OTG cable.")
-                : tr("The R7300m Microscope will not function in this USB port.  Please use the "
-                     "other USB port.");
-        trayIcon()->showBalloon(text, QSystemTrayIcon::Critical, tr("Microscope Error"),
+                ? CR7300mSystemTrayDataItem::tr(
+                      "The R7300m Microscope will not function properly in this USB port.  Please "
+                      "use Client USB port with a Mini OTG cable.")
+                : CR7300mSystemTrayDataItem::tr(
+                      "The R7300m Microscope will not function in this USB port.  Please use the "
+                      "other USB port.");
+        trayIcon()->showBalloon(text, QSystemTrayIcon::Critical,
+                                CR7300mSystemTrayDataItem::tr("Microscope Error"),
                                 wrongPortBalloonMs, false);
     } else if (state == UnsupportedState) {
-        trayIcon()->showBalloon(tr("The Lumiscope microscope is not supported on this instrument."),
-                                QSystemTrayIcon::Critical, tr("Lumiscope Not Supported"),
-                                unsupportedBalloonMs, false);
+        trayIcon()->showBalloon(
+            CR7300mSystemTrayDataItem::tr(
+                "The Lumiscope microscope is not supported on this instrument."),
+            QSystemTrayIcon::Critical, CR7300mSystemTrayDataItem::tr("Lumiscope Not Supported"),
+            unsupportedBalloonMs, false);
     }
 }
 
