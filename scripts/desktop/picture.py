@@ -7,6 +7,8 @@
                                   background, scaled to the size it has in the bar); prints the
                                   difference (0 same, 1 opposite)
   picture.py differ A B           exit 0 when the two screenshots differ
+  picture.py find SHOT PNG        prints "X Y W H" of the one icon among several that shows
+                                  PNG; exit 1 when none does
 
 The background is the colour of the top-left pixel; icons are told apart from it by their
 bounding box, so the bar must show nothing but the tray.
@@ -59,11 +61,13 @@ def cmd_locate(shot):
     return 0
 
 
-def cmd_match(shot, png):
+def difference(shot, png):
+    """How far what the bar shows is from PNG (0 same, 1 opposite), or None with a reason on
+    stderr."""
     box = bounding_box(shot)
     if box is None:
         print("the bar is empty", file=sys.stderr)
-        return 1
+        return None
     bg = background(shot)
     with tempfile.TemporaryDirectory() as tmp:
         flat = os.path.join(tmp, "expected.png")
@@ -71,7 +75,7 @@ def cmd_match(shot, png):
         inner = bounding_box(flat, bg)
         if inner is None:
             print("%s is blank" % png, file=sys.stderr)
-            return 1
+            return None
         x, y, w, h = box
         shown = os.path.join(tmp, "shown.png")
         magick("convert", shot, "-crop", "%dx%d+%d+%d" % (w, h, x, y), "+repage", shown)
@@ -88,10 +92,69 @@ def cmd_match(shot, png):
     found = re.search(r"\(([0-9.eE+-]+)\)", result.stderr)
     if not found:
         print("compare failed: %s" % result.stderr.strip(), file=sys.stderr)
+        return None
+    return float(found.group(1))
+
+
+def cmd_match(shot, png):
+    value = difference(shot, png)
+    if value is None:
         return 1
-    difference = float(found.group(1))
-    print("%.4f" % difference)
-    return 0 if difference < MATCH_LIMIT else 1
+    print("%.4f" % value)
+    return 0 if value < MATCH_LIMIT else 1
+
+
+# Background columns between two icons: the tray spaces its icons 8 pixels apart, and a
+# picture's own transparent stripes are narrower.
+ICON_GAP = 4
+
+
+def icon_columns(shot):
+    """(first, last) column of each icon in the bar, left to right."""
+    bg = background(shot)
+    # One row, one byte a column: not zero where the column has anything but background.
+    row = subprocess.run(
+        ["convert", shot, "-alpha", "off", "-fuzz", "3%", "-fill", "white", "+opaque", bg,
+         "-fill", "black", "-opaque", bg, "-colorspace", "gray", "-scale",
+         "x1!", "-depth", "8", "gray:-"],
+        check=True, capture_output=True,
+    ).stdout
+    icons, start, blank = [], None, 0
+    for x, value in enumerate(row):
+        if value:
+            if start is None:
+                start = x
+            blank, end = 0, x
+        elif start is not None:
+            blank += 1
+            if blank >= ICON_GAP:
+                icons.append((start, end))
+                start = None
+    if start is not None:
+        icons.append((start, end))
+    return icons
+
+
+def cmd_find(shot, png):
+    width = int(magick("identify", "-format", "%w", shot))
+    differences = []
+    with tempfile.TemporaryDirectory() as tmp:
+        for first, last in icon_columns(shot):
+            # A background column either side keeps the corner pixel the bar's background.
+            left = max(first - 1, 0)
+            right = min(last + 1, width - 1)
+            icon = os.path.join(tmp, "icon-%d.png" % first)
+            magick("convert", shot, "-crop", "%dx%d+%d+0" % (right - left + 1, 10000, left),
+                   "+repage", icon)
+            value = difference(icon, png)
+            if value is not None and value < MATCH_LIMIT:
+                x, y, w, h = bounding_box(icon)
+                print("%d %d %d %d" % (x + left, y, w, h))
+                return 0
+            differences.append("%.4f" % value if value is not None else "?")
+    print("no icon in the bar shows %s (differences: %s)" % (png, " ".join(differences) or "none"),
+          file=sys.stderr)
+    return 1
 
 
 def cmd_differ(a, b):
@@ -103,7 +166,8 @@ def cmd_differ(a, b):
 
 
 def main():
-    commands = {"locate": (cmd_locate, 1), "match": (cmd_match, 2), "differ": (cmd_differ, 2)}
+    commands = {"locate": (cmd_locate, 1), "match": (cmd_match, 2), "differ": (cmd_differ, 2),
+                "find": (cmd_find, 2)}
     if len(sys.argv) < 2 or sys.argv[1] not in commands:
         print(__doc__, file=sys.stderr)
         return 2
