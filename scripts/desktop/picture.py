@@ -7,9 +7,11 @@
                                   background, scaled to the size it has in the bar); prints the
                                   difference (0 same, 1 opposite)
   picture.py differ A B           exit 0 when the two screenshots differ
+  picture.py find SHOT PNG        prints "X Y W H" of PNG, drawn at its own size, among the
+                                  other icons of the bar; exit 1 when it is not there
 
 The background is the colour of the top-left pixel; icons are told apart from it by their
-bounding box, so the bar must show nothing but the tray.
+bounding box, so the bar must show nothing but the tray; "find" alone allows other icons.
 """
 
 import os
@@ -94,6 +96,52 @@ def cmd_match(shot, png):
     return 0 if difference < MATCH_LIMIT else 1
 
 
+def cmd_find(shot, png):
+    box = bounding_box(shot)
+    if box is None:
+        print("the bar is empty", file=sys.stderr)
+        return 1
+    bg = background(shot)
+    with tempfile.TemporaryDirectory() as tmp:
+        flat = os.path.join(tmp, "expected.png")
+        magick("convert", png, "-background", bg, "-flatten", flat)
+        inner = bounding_box(flat, bg)
+        if inner is None:
+            print("%s is blank" % png, file=sys.stderr)
+            return 1
+        # The tray draws pictures at their own size: search the icons' part of the bar, widened
+        # by one picture on each side, at full height.
+        width, height = (int(v) for v in magick("identify", "-format", "%w %h", flat).split())
+        bar_width, bar_height = (
+            int(v) for v in magick("identify", "-format", "%w %h", shot).split()
+        )
+        x, _, w, _ = box
+        left = max(0, x - width)
+        right = min(bar_width, x + w + width)
+        if right - left < width or bar_height < height:
+            print("no room for %s in the bar" % png, file=sys.stderr)
+            return 1
+        region = os.path.join(tmp, "region.png")
+        magick("convert", shot, "-crop", "%dx%d+%d+0" % (right - left, bar_height, left),
+               "+repage", region)
+        result = subprocess.run(
+            ["compare", "-metric", "RMSE", "-dissimilarity-threshold", "1", "-subimage-search",
+             region, flat, "null:"],
+            capture_output=True, text=True,
+        )
+    found = re.search(r"\(([0-9.eE+-]+)\) @ (\d+),(\d+)", result.stderr)
+    if not found:
+        print("compare failed: %s" % result.stderr.strip(), file=sys.stderr)
+        return 1
+    difference = float(found.group(1))
+    if difference >= MATCH_LIMIT:
+        print("%s not found; closest difference %.4f" % (png, difference), file=sys.stderr)
+        return 1
+    ix, iy, iw, ih = inner
+    print("%d %d %d %d" % (left + int(found.group(2)) + ix, int(found.group(3)) + iy, iw, ih))
+    return 0
+
+
 def cmd_differ(a, b):
     result = subprocess.run(
         ["compare", "-metric", "AE", a, b, "null:"], capture_output=True, text=True
@@ -103,7 +151,8 @@ def cmd_differ(a, b):
 
 
 def main():
-    commands = {"locate": (cmd_locate, 1), "match": (cmd_match, 2), "differ": (cmd_differ, 2)}
+    commands = {"locate": (cmd_locate, 1), "match": (cmd_match, 2), "differ": (cmd_differ, 2),
+                "find": (cmd_find, 2)}
     if len(sys.argv) < 2 or sys.argv[1] not in commands:
         print(__doc__, file=sys.stderr)
         return 2
