@@ -182,28 +182,28 @@ bar_has_colour() {
         -format '%[fx:mean]' info:)" && [[ "$share" != 0 ]]
 }
 
-# blank_audio SHOT: paints the bar's background over the audio icon, which the default
-# instrument shows at all times, so that SHOT shows the other icons alone.
+# blank_audio SHOT OUT: SHOT with the bar's background painted over the audio icon, which the
+# default instrument shows at all times, so that OUT shows the other icons alone.
 blank_audio() {
     local x y w h background
     read -r x y w h < <("${E2E_PICTURE[@]}" find "$1" "$E2E_ICONS/SysTrayAudio.png") || return 1
     background="$(convert "$1" -format '%[pixel:p{0,0}]' info:)" &&
         convert "$1" -fill "$background" \
-            -draw "rectangle $((x - 1)),$((y - 1)) $((x + w)),$((y + h))" "$1"
+            -draw "rectangle $((x - 1)),$((y - 1)) $((x + w)),$((y + h))" "$2"
 }
 
 # battery_bar_shows SHOT COLOUR...: the bar, grabbed into SHOT, shows beside the audio icon an
 # icon with each colour; a colour written !COLOUR must not be there.
 battery_bar_shows() {
-    local shot="$1" colour
+    local shot="$1" others="$DESKTOP_DIR/bar-without-audio.png" colour
     shift
-    desktop_grab_bar "$shot" && blank_audio "$shot" &&
-        "${E2E_PICTURE[@]}" locate "$shot" >/dev/null || return 1
+    desktop_grab_bar "$shot" && blank_audio "$shot" "$others" &&
+        "${E2E_PICTURE[@]}" locate "$others" >/dev/null || return 1
     for colour in "$@"; do
         if [[ "$colour" == !* ]]; then
-            bar_has_colour "$shot" "${colour#!}" && return 1
+            bar_has_colour "$others" "${colour#!}" && return 1
         else
-            bar_has_colour "$shot" "$colour" || return 1
+            bar_has_colour "$others" "$colour" || return 1
         fi
     done
     return 0
