@@ -7,11 +7,11 @@
                                   background, scaled to the size it has in the bar); prints the
                                   difference (0 same, 1 opposite)
   picture.py differ A B           exit 0 when the two screenshots differ
-  picture.py find SHOT PNG        prints "X Y W H" of the one icon among several that shows
-                                  PNG; exit 1 when none does
+  picture.py find SHOT PNG        prints "X Y W H" of PNG, drawn at its own size, among the
+                                  other icons of the bar; exit 1 when it is not there
 
 The background is the colour of the top-left pixel; icons are told apart from it by their
-bounding box, so the bar must show nothing but the tray.
+bounding box, so the bar must show nothing but the tray; "find" alone allows other icons.
 """
 
 import os
@@ -104,57 +104,50 @@ def cmd_match(shot, png):
     return 0 if value < MATCH_LIMIT else 1
 
 
-# Background columns between two icons: the tray spaces its icons 8 pixels apart, and a
-# picture's own transparent stripes are narrower.
-ICON_GAP = 4
-
-
-def icon_columns(shot):
-    """(first, last) column of each icon in the bar, left to right."""
-    bg = background(shot)
-    # One row, one byte a column: not zero where the column has anything but background.
-    row = subprocess.run(
-        ["convert", shot, "-alpha", "off", "-fuzz", "3%", "-fill", "white", "+opaque", bg,
-         "-fill", "black", "-opaque", bg, "-colorspace", "gray", "-scale",
-         "x1!", "-depth", "8", "gray:-"],
-        check=True, capture_output=True,
-    ).stdout
-    icons, start, blank = [], None, 0
-    for x, value in enumerate(row):
-        if value:
-            if start is None:
-                start = x
-            blank, end = 0, x
-        elif start is not None:
-            blank += 1
-            if blank >= ICON_GAP:
-                icons.append((start, end))
-                start = None
-    if start is not None:
-        icons.append((start, end))
-    return icons
-
-
 def cmd_find(shot, png):
-    width = int(magick("identify", "-format", "%w", shot))
-    differences = []
+    box = bounding_box(shot)
+    if box is None:
+        print("the bar is empty", file=sys.stderr)
+        return 1
+    bg = background(shot)
     with tempfile.TemporaryDirectory() as tmp:
-        for first, last in icon_columns(shot):
-            # A background column either side keeps the corner pixel the bar's background.
-            left = max(first - 1, 0)
-            right = min(last + 1, width - 1)
-            icon = os.path.join(tmp, "icon-%d.png" % first)
-            magick("convert", shot, "-crop", "%dx%d+%d+0" % (right - left + 1, 10000, left),
-                   "+repage", icon)
-            value = difference(icon, png)
-            if value is not None and value < MATCH_LIMIT:
-                x, y, w, h = bounding_box(icon)
-                print("%d %d %d %d" % (x + left, y, w, h))
-                return 0
-            differences.append("%.4f" % value if value is not None else "?")
-    print("no icon in the bar shows %s (differences: %s)" % (png, " ".join(differences) or "none"),
-          file=sys.stderr)
-    return 1
+        flat = os.path.join(tmp, "expected.png")
+        magick("convert", png, "-background", bg, "-flatten", flat)
+        inner = bounding_box(flat, bg)
+        if inner is None:
+            print("%s is blank" % png, file=sys.stderr)
+            return 1
+        # The tray draws pictures at their own size: search the icons' part of the bar, widened
+        # by one picture on each side, at full height.
+        width, height = (int(v) for v in magick("identify", "-format", "%w %h", flat).split())
+        bar_width, bar_height = (
+            int(v) for v in magick("identify", "-format", "%w %h", shot).split()
+        )
+        x, _, w, _ = box
+        left = max(0, x - width)
+        right = min(bar_width, x + w + width)
+        if right - left < width or bar_height < height:
+            print("no room for %s in the bar" % png, file=sys.stderr)
+            return 1
+        region = os.path.join(tmp, "region.png")
+        magick("convert", shot, "-crop", "%dx%d+%d+0" % (right - left, bar_height, left),
+               "+repage", region)
+        result = subprocess.run(
+            ["compare", "-metric", "RMSE", "-dissimilarity-threshold", "1", "-subimage-search",
+             region, flat, "null:"],
+            capture_output=True, text=True,
+        )
+    found = re.search(r"\(([0-9.eE+-]+)\) @ (\d+),(\d+)", result.stderr)
+    if not found:
+        print("compare failed: %s" % result.stderr.strip(), file=sys.stderr)
+        return 1
+    difference = float(found.group(1))
+    if difference >= MATCH_LIMIT:
+        print("%s not found; closest difference %.4f" % (png, difference), file=sys.stderr)
+        return 1
+    ix, iy, iw, ih = inner
+    print("%d %d %d %d" % (left + int(found.group(2)) + ix, int(found.group(3)) + iy, iw, ih))
+    return 0
 
 
 def cmd_differ(a, b):

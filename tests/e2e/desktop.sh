@@ -25,8 +25,9 @@ start_bar() {
     desktop_start_waybar || e2e_fail "waybar did not start"
 }
 
-# The VNC cases run on a QRX4400: it has no audio icon, which every other instrument shows
-# at all times, so the VNC icon is alone in the bar.
+# The VNC cases run on a QRX4400 with every other item hidden (NOTHING_SHOWN): it has no
+# audio icon, which every other instrument shows at all times, so the VNC icon is alone in
+# the bar.
 QRX4400=QRX4400_CONFIGURED=YES
 
 # setup_daemon CONFIGURATION [SIMULATOR-ARGS...]: CONFIGURATION is $QRX4400 or "default".
@@ -47,7 +48,21 @@ setup_daemon() {
 
 # bar_shows PNG SHOT: the bar, grabbed into SHOT, shows that picture.
 bar_shows() {
+    rm -f "$2.box"
     desktop_grab_bar "$2" && "${E2E_PICTURE[@]}" match "$2" "$1" >/dev/null
+}
+
+# bar_has PNG SHOT: the bar, grabbed into SHOT, shows that picture among other icons; the
+# picture's box is left in SHOT.box for click_icon.
+bar_has() {
+    desktop_grab_bar "$2" && "${E2E_PICTURE[@]}" find "$2" "$1" >"$2.box"
+}
+
+# expect_bar_has PNG SHOT
+expect_bar_has() {
+    desktop_wait_for "$E2E_WAIT" "$(basename "$1") among the icons of the bar" \
+        bar_has "$1" "$2" ||
+        e2e_fail "the bar does not show $(basename "$1") (screenshot kept in $2)"
 }
 
 bar_is_empty() {
@@ -67,11 +82,16 @@ expect_bar_empty() {
         e2e_fail "the bar still shows an icon: $("${E2E_PICTURE[@]}" locate "$1")"
 }
 
-# click_icon SHOT: clicks the middle of what the bar shows, then moves the pointer off the bar so
-# that it does not cover the icon in later screenshots.
+# click_icon SHOT: clicks the middle of what the bar shows (of the picture expect_bar_has found,
+# when it looked), then moves the pointer off the bar so that it does not cover the icon in
+# later screenshots.
 click_icon() {
     local x y w h
-    read -r x y w h < <("${E2E_PICTURE[@]}" locate "$1") || e2e_fail "nothing to click in the bar"
+    if [[ -s "$1.box" ]]; then
+        read -r x y w h <"$1.box"
+    else
+        read -r x y w h < <("${E2E_PICTURE[@]}" locate "$1") || e2e_fail "nothing to click in the bar"
+    fi
     desktop_click $((x + w / 2)) $((y + h / 2)) || e2e_fail "swaymsg could not click"
     swaymsg seat seat0 cursor set 10 $((DESKTOP_BAR_HEIGHT + 200)) >/dev/null
 }
@@ -106,7 +126,7 @@ case_harness() {
 
 # One user, several users, nobody: on the bus and on the screen.
 case_states() {
-    setup_daemon "$QRX4400"
+    setup_daemon "$QRX4400" "${NOTHING_SHOWN[@]}"
     expect_bar_empty "$DESKTOP_DIR/bar-start.png"
     e2e_set_vnc_users 1
     e2e_expect_vnc_picture SysTrayVnc.png
@@ -125,7 +145,7 @@ case_states() {
 
 # A click on the icon in the bar asks the home page for the REMOTE screen.
 case_click() {
-    setup_daemon "$QRX4400" --set VNC_USERS=1
+    setup_daemon "$QRX4400" "${NOTHING_SHOWN[@]}" --set VNC_USERS=1
     expect_bar_shows "$E2E_ICONS/SysTrayVnc.png" "$DESKTOP_DIR/bar.png"
     click_icon "$DESKTOP_DIR/bar.png"
     e2e_expect_raise_remote
@@ -135,7 +155,7 @@ case_click() {
 case_late_bar() {
     setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd"
     e2e_start_router
-    e2e_start_simulator --set VNC_USERS=2
+    e2e_start_simulator "${NOTHING_SHOWN[@]}" --set VNC_USERS=2
     e2e_start_glyphd wayland "$QRX4400"
     local until=$((SECONDS + 2))
     while ((SECONDS < until)); do
@@ -149,7 +169,7 @@ case_late_bar() {
 }
 
 case_router_dies() {
-    setup_daemon "$QRX4400" --set VNC_USERS=1
+    setup_daemon "$QRX4400" "${NOTHING_SHOWN[@]}" --set VNC_USERS=1
     expect_bar_shows "$E2E_ICONS/SysTrayVnc.png" "$DESKTOP_DIR/bar.png"
     e2e_expect_router_death_ends_glyphd
     expect_bar_empty "$DESKTOP_DIR/bar-after.png"
@@ -162,17 +182,28 @@ bar_has_colour() {
         -format '%[fx:mean]' info:)" && [[ "$share" != 0 ]]
 }
 
-# battery_bar_shows SHOT COLOUR...: the bar, grabbed into SHOT, shows an icon with each
-# colour; a colour written !COLOUR must not be there.
+# blank_audio SHOT OUT: SHOT with the bar's background painted over the audio icon, which the
+# default instrument shows at all times, so that OUT shows the other icons alone.
+blank_audio() {
+    local x y w h background
+    read -r x y w h < <("${E2E_PICTURE[@]}" find "$1" "$E2E_ICONS/SysTrayAudio.png") || return 1
+    background="$(convert "$1" -format '%[pixel:p{0,0}]' info:)" &&
+        convert "$1" -fill "$background" \
+            -draw "rectangle $((x - 1)),$((y - 1)) $((x + w)),$((y + h))" "$2"
+}
+
+# battery_bar_shows SHOT COLOUR...: the bar, grabbed into SHOT, shows beside the audio icon an
+# icon with each colour; a colour written !COLOUR must not be there.
 battery_bar_shows() {
-    local shot="$1" colour
+    local shot="$1" others="$DESKTOP_DIR/bar-without-audio.png" colour
     shift
-    desktop_grab_bar "$shot" && "${E2E_PICTURE[@]}" locate "$shot" >/dev/null || return 1
+    desktop_grab_bar "$shot" && blank_audio "$shot" "$others" &&
+        "${E2E_PICTURE[@]}" locate "$others" >/dev/null || return 1
     for colour in "$@"; do
         if [[ "$colour" == !* ]]; then
-            bar_has_colour "$shot" "${colour#!}" && return 1
+            bar_has_colour "$others" "${colour#!}" && return 1
         else
-            bar_has_colour "$shot" "$colour" || return 1
+            bar_has_colour "$others" "$colour" || return 1
         fi
     done
     return 0
@@ -215,7 +246,8 @@ fullscreen_shown() { swaymsg -t get_tree | grep -q '"fullscreen_mode": 1'; }
 # application.
 case_battery() {
     e2e_require "$E2E_BIN/fullscreenapp"
-    setup_daemon --set BATT_STATUS=CHARGING --set BATT_LEVEL=55 --set BATT_ALARM=NONE
+    setup_daemon default "${NOTHING_SHOWN[@]}" --set BATT_STATUS=CHARGING --set BATT_LEVEL=55 \
+        --set BATT_ALARM=NONE
     "${E2E_TRAYCTL[@]}" find --tooltip Battery/Charger --timeout "$E2E_WAIT" >/dev/null ||
         e2e_fail "no tray item with the tooltip Battery/Charger"
     expect_battery_bar "$DESKTOP_DIR/battery-charging-55.png" '#00ff00' '#ffd21f' '!#ff0000'
@@ -240,25 +272,23 @@ park_pointer() {
         e2e_fail "swaymsg could not move the pointer"
 }
 
-# bar_shows_two_icons SHOT: what the bar shows is about twice as wide as high.
-bar_shows_two_icons() {
-    local x y w h
-    desktop_grab_bar "$1" && read -r x y w h < <("${E2E_PICTURE[@]}" locate "$1") &&
-        ((w > h + h / 2))
+# bar_has_both PNG PNG SHOT: one screenshot of the bar shows both pictures.
+bar_has_both() {
+    bar_has "$1" "$3" && "${E2E_PICTURE[@]}" find "$3" "$2" >/dev/null
 }
 
-# The GPS and clock-source icons from platform-sim's values on a private system bus, one at a
-# time so that a click hits the one shown, then both for the picture of the bar.
+# The GPS and clock-source icons from platform-sim's values on a private system bus, beside
+# the audio icon: one at a time, each clicked, then both for the picture of the bar.
 case_platform() {
     setup "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd" \
         "$E2E_BIN/platform-sim"
     start_bar
     e2e_start_platform --set GnssStatus=true --set FixStatus=1 --set Band=0,1
     e2e_start_router
-    e2e_start_simulator
+    e2e_start_simulator "${NOTHING_SHOWN[@]}"
     e2e_start_glyphd wayland
     e2e_wait_glyphd_initialized
-    expect_bar_shows "$E2E_ICONS/SysTrayGpsLocked_dual.png" "$DESKTOP_DIR/bar-gps.png"
+    expect_bar_has "$E2E_ICONS/SysTrayGpsLocked_dual.png" "$DESKTOP_DIR/bar-gps.png"
     click_icon "$DESKTOP_DIR/bar-gps.png"
     e2e_expect_raise GNSS
     park_pointer
@@ -266,7 +296,7 @@ case_platform() {
     e2e_platform leave gps
     e2e_platform set TimingSourceStatus 4
     e2e_platform set ClockLockStatus 1
-    expect_bar_shows "$E2E_ICONS/SysTrayClockGPSLocked.png" "$DESKTOP_DIR/bar-clock.png"
+    expect_bar_has "$E2E_ICONS/SysTrayClockGPSLocked.png" "$DESKTOP_DIR/bar-clock.png"
     click_icon "$DESKTOP_DIR/bar-clock.png"
     e2e_expect_raise CLKSRC
     park_pointer
@@ -274,9 +304,10 @@ case_platform() {
     e2e_platform join gps
     e2e_expect_item_picture GPS SysTrayGpsLocked_dual.png
     e2e_expect_item_picture ClockSource SysTrayClockGPSLocked.png
-    desktop_wait_for "$E2E_WAIT" "both icons in the bar" \
-        bar_shows_two_icons "$DESKTOP_DIR/bar-gps-clock.png" ||
-        e2e_fail "the bar does not show two icons"
+    desktop_wait_for "$E2E_WAIT" "both icons in the bar" bar_has_both \
+        "$E2E_ICONS/SysTrayGpsLocked_dual.png" "$E2E_ICONS/SysTrayClockGPSLocked.png" \
+        "$DESKTOP_DIR/bar-gps-clock.png" ||
+        e2e_fail "the bar does not show the GPS and clock-source icons together"
     keep_screenshots "$DESKTOP_DIR"/bar-{gps,clock,gps-clock}.png
 }
 
@@ -285,22 +316,10 @@ case_platform() {
 # other item hidden, so that their icon is alone in the bar. Bluetooth is not on a QRX4400: it
 # shares the bar with the audio icon, and is found there by its picture.
 
-# bar_has PNG SHOT: one of the icons of the bar, grabbed into SHOT, shows that picture.
-bar_has() { desktop_grab_bar "$2" && "${E2E_PICTURE[@]}" find "$2" "$1" >/dev/null; }
-
-expect_bar_has() {
-    desktop_wait_for "$E2E_WAIT" "$(basename "$1") among the icons" bar_has "$1" "$2" ||
-        e2e_fail "$("${E2E_PICTURE[@]}" find "$2" "$1" 2>&1) (screenshot kept in $2)"
-}
-
-# click_picture PNG SHOT: clicks the icon of SHOT that shows PNG, then parks the pointer as
-# click_icon does.
+# click_picture PNG SHOT: clicks the icon of the bar, grabbed into SHOT, that shows PNG.
 click_picture() {
-    local x y w h
-    read -r x y w h < <("${E2E_PICTURE[@]}" find "$2" "$1") ||
-        e2e_fail "no $(basename "$1") to click in the bar"
-    desktop_click $((x + w / 2)) $((y + h / 2)) || e2e_fail "swaymsg could not click"
-    swaymsg seat seat0 cursor set 10 $((DESKTOP_BAR_HEIGHT + 200)) >/dev/null
+    bar_has "$1" "$2" || e2e_fail "no $(basename "$1") to click in the bar"
+    click_icon "$2"
 }
 
 MAKOWATCH=("$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/makowatch.py")
@@ -383,9 +402,12 @@ case_microscope() {
     mako_balloon --summary "Lumiscope Not Supported" --body "$E2E_UNSUPPORTED" --icon dialog-error
 }
 
-# Values that hide every item the control panel feeds.
+
+# Values that hide every item the control panel feeds. The default instrument still shows its
+# audio icon; its GPS and clock-source icons come only with platform-sim.
 NOTHING_SHOWN=(--values "$E2E_ROOT/tools/simulator/default-values.txt" --set VNC_USERS=0
-    --set WIFI_CONNECT_STATUS=WIFI_DISABLED --set VELLUM_STATUS= --set SYNC_TIME_SOURCE=MANUAL)
+    --set WIFI_CONNECT_STATUS=WIFI_DISABLED --set VELLUM_STATUS= --set SYNC_TIME_SOURCE=MANUAL
+    --set BLUE_ENABLED=NO --set BATT_STATUS=)
 
 # show_click_hide TITLE PNG KEY VALUE COMMAND PARAMS: on a bar that shows nothing else, the
 # value puts the picture in the bar, a click on it sends the command to the home page.
