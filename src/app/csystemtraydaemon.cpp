@@ -25,7 +25,7 @@ CSystemTrayDaemon::CSystemTrayDaemon(const std::string &clientName, QObject *app
 
     const InstrumentConfiguration configuration = InstrumentConfiguration::fromEnvironment();
     for (const TrayItemRow &row : trayItemTable()) {
-        if (row.create != nullptr && row.wanted(configuration)) {
+        if (row.wanted(configuration)) {
             addItem(row.create(this, application));
         }
     }

@@ -12,8 +12,7 @@ namespace glyphd {
 
 class CSystemTrayDataItem;
 
-// One tray item the daemon may create: which, when, and how. An item whose class is not
-// built yet has no factory: its row holds its place in the order and is skipped.
+// One tray item the daemon may create: which, when, and how.
 struct TrayItemRow
 {
     const char *className;
@@ -25,8 +24,7 @@ struct TrayItemRow
 // messages (the first that accepts one gets it), initialised and added to the tray.
 const QVector<TrayItemRow> &trayItemTable();
 
-// The classes of the items an instrument of this configuration shows, in creation order,
-// whether or not they are built yet.
+// The classes of the items an instrument of this configuration shows, in creation order.
 QStringList wantedTrayItems(const InstrumentConfiguration &configuration);
 
 } // namespace glyphd
