@@ -52,9 +52,9 @@ std::string encoded(const Message &message)
     return bytes;
 }
 
-std::string randomBytes(std::size_t size, unsigned seed)
+std::string randomBytes(std::size_t size, unsigned stream)
 {
-    std::mt19937 generator(seed);
+    std::mt19937 generator(stream);
     std::string bytes(size, '\0');
     for (char &byte : bytes)
         byte = static_cast<char>(generator() & 0xff);
@@ -186,9 +186,10 @@ TEST_F(RouterReliabilityTest, OffendersAreClosedAndNamedWhileOthersAreServed)
         {"truncated frame, then hang-up", valid.substr(0, valid.size() / 2), true,
          " (offender): peer closed the connection in the middle of a frame"},
     };
-    for (unsigned seed = 1; seed <= 16; ++seed) {
-        rows.push_back({"random bytes, seed " + std::to_string(seed),
-                        randomBytes(1 + seed * 997, seed), false, " (offender): malformed frame"});
+    for (unsigned stream = 1; stream <= 16; ++stream) {
+        rows.push_back({"random bytes, stream " + std::to_string(stream),
+                        randomBytes(1 + stream * 997, stream), false,
+                        " (offender): malformed frame"});
     }
 
     for (const Row &row : rows) {
