@@ -31,20 +31,6 @@ constexpr bool kMeasureMemory = false; // the sanitizers' quarantine keeps freed
 constexpr bool kMeasureMemory = true;
 #endif
 
-Message makeMessage(const std::string &source, const std::string &destination,
-                    const std::string &command, const std::string &params, std::uint32_t seqn,
-                    MessageType type = MessageType::Command)
-{
-    Message message;
-    message.setSource(source);
-    message.setDestination(destination);
-    message.setCommand(command);
-    message.setParams(params);
-    message.setSeqn(seqn);
-    message.setType(type);
-    return message;
-}
-
 std::string encoded(const Message &message)
 {
     std::string bytes;

@@ -26,20 +26,6 @@ const std::string kNotRegistered = "\"Error: not registered\"";
 const std::string kUnknownDestination = "\"Error: unknown destination\"";
 constexpr std::size_t kQueueLimit = 8 * 1024 * 1024;
 
-Message makeMessage(const std::string &source, const std::string &destination,
-                    const std::string &command, const std::string &params = {},
-                    std::uint32_t seqn = 0, MessageType type = MessageType::Command)
-{
-    Message message;
-    message.setSource(source);
-    message.setDestination(destination);
-    message.setCommand(command);
-    message.setParams(params);
-    message.setSeqn(seqn);
-    message.setType(type);
-    return message;
-}
-
 // An answer the router makes itself.
 Message reply(MessageType type, std::uint32_t seqn, const std::string &command,
               const std::string &to, const std::string &params = {})

@@ -2,7 +2,23 @@
 
 #include "platform/message/message.h"
 
+#include <cstdint>
 #include <string>
+
+// A message as a raw peer writes it, every field given.
+inline Message makeMessage(const std::string &source, const std::string &destination,
+                           const std::string &command, const std::string &params = {},
+                           std::uint32_t seqn = 0, MessageType type = MessageType::Command)
+{
+    Message message;
+    message.setSource(source);
+    message.setDestination(destination);
+    message.setCommand(command);
+    message.setParams(params);
+    message.setSeqn(seqn);
+    message.setType(type);
+    return message;
+}
 
 // One end of a TCP connection on 127.0.0.1 that reads and writes raw frames, so tests can play
 // the router for a Client or a router client that writes anything (a false source, broken
