@@ -27,6 +27,25 @@ namespace {
 constexpr int kTimeoutMs = 1000;
 constexpr int kWarmUp = 200;
 
+// Warms the path up, then times each round trip on its own; a failed one ends the run with
+// the reason.
+template<class RoundTrip>
+void timeRoundTrips(benchmark::State &state, RoundTrip roundTrip, const char *failure)
+{
+    for (int i = 0; i < kWarmUp; ++i)
+        roundTrip();
+    LatencyRecorder latency;
+    for (auto _ : state) {
+        const auto start = LatencyRecorder::Clock::now();
+        if (!roundTrip()) {
+            state.SkipWithError(failure);
+            break;
+        }
+        latency.add(start);
+    }
+    latency.report(state);
+}
+
 void BM_RoundTrip_Clientmgr(benchmark::State &state)
 {
     RouterProcess router;
@@ -46,18 +65,7 @@ void BM_RoundTrip_Clientmgr(benchmark::State &state)
             client.sendAndWait(benchframes::kAnswerer, request.get(), kTimeoutMs));
         return reply->type() == MessageType::Ack;
     };
-    for (int i = 0; i < kWarmUp; ++i)
-        roundTrip();
-    LatencyRecorder latency;
-    for (auto _ : state) {
-        const auto start = LatencyRecorder::Clock::now();
-        if (!roundTrip()) {
-            state.SkipWithError("a request was not answered");
-            break;
-        }
-        latency.add(start);
-    }
-    latency.report(state);
+    timeRoundTrips(state, roundTrip, "a request was not answered");
     client.disconnect();
 }
 
@@ -110,18 +118,8 @@ void BM_RoundTrip_Floor(benchmark::State &state)
     }
     FloorRequester requester(fd);
     const std::string request = benchframes::encoded(benchframes::request(1));
-    for (int i = 0; i < kWarmUp; ++i)
-        requester.roundTrip(request);
-    LatencyRecorder latency;
-    for (auto _ : state) {
-        const auto start = LatencyRecorder::Clock::now();
-        if (!requester.roundTrip(request)) {
-            state.SkipWithError("the relay went away");
-            break;
-        }
-        latency.add(start);
-    }
-    latency.report(state);
+    timeRoundTrips(
+        state, [&] { return requester.roundTrip(request); }, "the relay went away");
 }
 
 void BM_RoundTrip_DBus(benchmark::State &state)
@@ -147,18 +145,7 @@ void BM_RoundTrip_DBus(benchmark::State &state)
     const auto roundTrip = [&] {
         return bus.call(call, QDBus::Block, kTimeoutMs).type() == QDBusMessage::ReplyMessage;
     };
-    for (int i = 0; i < kWarmUp; ++i)
-        roundTrip();
-    LatencyRecorder latency;
-    for (auto _ : state) {
-        const auto start = LatencyRecorder::Clock::now();
-        if (!roundTrip()) {
-            state.SkipWithError("the D-Bus call failed");
-            break;
-        }
-        latency.add(start);
-    }
-    latency.report(state);
+    timeRoundTrips(state, roundTrip, "the D-Bus call failed");
     QDBusConnection::disconnectFromBus(QStringLiteral("requester"));
 }
 

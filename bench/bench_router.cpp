@@ -2,8 +2,9 @@
 // receivers, memory per connected client, and how often it wakes up with nothing to do.
 // The clients are plain sockets driven from one thread, so the router is the only program
 // that parses frames.
+#include "benchframes.h"
 #include "framesocket.h"
-#include "platform/message/frame.h"
+#include "support/loopbackpeer.h"
 #include "support/routerprocess.h"
 
 #include <benchmark/benchmark.h>
@@ -25,17 +26,9 @@ std::string encoded(const std::string &source, const std::string &destination,
                     const std::string &command, const std::string &params, std::uint32_t seqn,
                     MessageType type, bool fanOut = false)
 {
-    Message message;
-    message.setSource(source);
-    message.setDestination(destination);
-    message.setCommand(command);
-    message.setParams(params);
-    message.setSeqn(seqn);
-    message.setType(type);
+    Message message = makeMessage(source, destination, command, params, seqn, type);
     message.setFanOut(fanOut);
-    std::string bytes;
-    frame::encode(message, bytes);
-    return bytes;
+    return benchframes::encoded(message);
 }
 
 std::string clientName(int i)
