@@ -61,21 +61,31 @@ def cmd_locate(shot):
     return 0
 
 
-def difference(shot, png):
-    """How far what the bar shows is from PNG (0 same, 1 opposite), or None with a reason on
-    stderr."""
+def on_bar_background(shot, png, tmp):
+    """The box of what the bar shows, PNG flattened onto the bar's background in tmp, and the
+    box of the picture in it; None with a reason on stderr when either is blank."""
     box = bounding_box(shot)
     if box is None:
         print("the bar is empty", file=sys.stderr)
         return None
+    flat = os.path.join(tmp, "expected.png")
     bg = background(shot)
+    magick("convert", png, "-background", bg, "-flatten", flat)
+    inner = bounding_box(flat, bg)
+    if inner is None:
+        print("%s is blank" % png, file=sys.stderr)
+        return None
+    return box, flat, inner
+
+
+def difference(shot, png):
+    """How far what the bar shows is from PNG (0 same, 1 opposite), or None with a reason on
+    stderr."""
     with tempfile.TemporaryDirectory() as tmp:
-        flat = os.path.join(tmp, "expected.png")
-        magick("convert", png, "-background", bg, "-flatten", flat)
-        inner = bounding_box(flat, bg)
-        if inner is None:
-            print("%s is blank" % png, file=sys.stderr)
+        prepared = on_bar_background(shot, png, tmp)
+        if prepared is None:
             return None
+        box, flat, inner = prepared
         x, y, w, h = box
         shown = os.path.join(tmp, "shown.png")
         magick("convert", shot, "-crop", "%dx%d+%d+%d" % (w, h, x, y), "+repage", shown)
@@ -105,18 +115,11 @@ def cmd_match(shot, png):
 
 
 def cmd_find(shot, png):
-    box = bounding_box(shot)
-    if box is None:
-        print("the bar is empty", file=sys.stderr)
-        return 1
-    bg = background(shot)
     with tempfile.TemporaryDirectory() as tmp:
-        flat = os.path.join(tmp, "expected.png")
-        magick("convert", png, "-background", bg, "-flatten", flat)
-        inner = bounding_box(flat, bg)
-        if inner is None:
-            print("%s is blank" % png, file=sys.stderr)
+        prepared = on_bar_background(shot, png, tmp)
+        if prepared is None:
             return 1
+        box, flat, inner = prepared
         # The tray draws pictures at their own size: search the icons' part of the bar, widened
         # by one picture on each side, at full height.
         width, height = (int(v) for v in magick("identify", "-format", "%w %h", flat).split())
