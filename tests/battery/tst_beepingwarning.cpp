@@ -45,7 +45,6 @@ private slots:
     void showHideAndIgnore();
     void toneGoesOnAndOffAgain();
     void beepsAtOnceAndEveryInterval();
-    void withoutToneDeviceFallsBackQuietly_data();
     void withoutToneDeviceFallsBackQuietly();
 
 private:
@@ -59,7 +58,6 @@ private:
     QTemporaryDir m_dir;
     int m_readFd = -1;
     std::unique_ptr<Beeper> m_beeper;
-    QList<int> m_tones;
 };
 
 void TestBeepingWarning::init()
@@ -101,18 +99,15 @@ void TestBeepingWarning::showHideAndIgnore_data()
     QTest::addColumn<bool>("visible");
     QTest::addColumn<int>("beeps");
     QTest::addColumn<QString>("text");
-    QTest::newRow("two shows, one box")
-        << QStringList{"show:first", "show:second"} << true << 1 << "second";
-    QTest::newRow("ignored stays silent")
-        << QStringList{"show:first", "ignore", "show:second"} << false << 1 << "second";
-    QTest::newRow("closing counts as ignoring")
-        << QStringList{"show:first", "close", "show:second"} << false << 1 << "second";
-    QTest::newRow("hide clears the ignore")
-        << QStringList{"show:first", "ignore", "hide", "show:second"} << true << 2 << "second";
+    // clang-format off
+    QTest::newRow("two shows, one box") << QStringList{"show:first", "show:second"} << true << 1 << "second";
+    QTest::newRow("ignored stays silent") << QStringList{"show:first", "ignore", "show:second"} << false << 1 << "second";
+    QTest::newRow("closing counts as ignoring") << QStringList{"show:first", "close", "show:second"} << false << 1 << "second";
+    QTest::newRow("hide clears the ignore") << QStringList{"show:first", "ignore", "hide", "show:second"} << true << 2 << "second";
     QTest::newRow("hide closes") << QStringList{"show:first", "hide"} << false << 1 << "first";
-    QTest::newRow("reopened after hide")
-        << QStringList{"show:first", "hide", "show:second"} << true << 2 << "second";
+    QTest::newRow("reopened after hide") << QStringList{"show:first", "hide", "show:second"} << true << 2 << "second";
     QTest::newRow("hide before any show") << QStringList{"hide"} << false << 0 << QString();
+    // clang-format on
 }
 
 void TestBeepingWarning::showHideAndIgnore()
@@ -179,33 +174,26 @@ void TestBeepingWarning::beepsAtOnceAndEveryInterval()
     QVERIFY(!warning.beepTimer()->isActive());
 }
 
-void TestBeepingWarning::withoutToneDeviceFallsBackQuietly_data()
-{
-    QTest::addColumn<QString>("entry"); // made in the device folder; empty: none
-    QTest::newRow("empty folder") << QString();
-    QTest::newRow("event file that is no device") << QStringLiteral("event0");
-}
-
 void TestBeepingWarning::withoutToneDeviceFallsBackQuietly()
 {
-    QFETCH(QString, entry);
-    QTemporaryDir devices;
-    if (!entry.isEmpty()) {
-        QFile file(devices.filePath(entry));
-        QVERIFY(file.open(QIODevice::WriteOnly));
+    // A folder without devices, and one whose event file is no device.
+    for (const char *entry : {"", "event0"}) {
+        QTemporaryDir devices;
+        if (*entry)
+            QVERIFY(QFile(devices.filePath(entry)).open(QIODevice::WriteOnly));
+        Beeper fallback(devices.path());
+        QVERIFY(!fallback.hasDevice());
+        Beeper::setProcessBeeper(&fallback);
+        s_debugMessages.clear();
+        const QtMessageHandler previous = qInstallMessageHandler(recordDebug);
+        {
+            CBeepingWarning warning{QPixmap()};
+            warning.showWarning(QStringLiteral("low"));
+            warning.beep();
+        }
+        qInstallMessageHandler(previous);
+        QCOMPARE(s_debugMessages.filter(QStringLiteral("No input device plays tones")).size(), 1);
     }
-    Beeper fallback(devices.path());
-    QVERIFY(!fallback.hasDevice());
-    Beeper::setProcessBeeper(&fallback);
-    s_debugMessages.clear();
-    const QtMessageHandler previous = qInstallMessageHandler(recordDebug);
-    {
-        CBeepingWarning warning{QPixmap()};
-        warning.showWarning(QStringLiteral("low"));
-        warning.beep();
-    }
-    qInstallMessageHandler(previous);
-    QCOMPARE(s_debugMessages.filter(QStringLiteral("No input device plays tones")).size(), 1);
 }
 
 QTEST_MAIN(TestBeepingWarning)
