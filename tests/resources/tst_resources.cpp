@@ -64,6 +64,7 @@ private slots:
             QTranslator translator;
             QVERIFY2(loadCatalogue(translator, locale), qPrintable(locale));
             QCOMPARE(translator.filePath(), ":/translations/glyphd_" + locale + ".qm");
+            QVERIFY(!translator.isEmpty());
         }
         // English is the source language: there is no catalogue to load.
         QTranslator english;
