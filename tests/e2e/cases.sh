@@ -1,23 +1,17 @@
 # shellcheck shell=bash
-# The stories both end-to-end tiers play, each written once. Sourced last by standin.sh and
-# desktop.sh, which provide the tier's primitives:
-#
-#   TIER_QPA                     the daemon's QT_QPA_PLATFORM
-#   tier_up [PROGRAM...]         requirements checked, the desktop up without its tray host
-#   tier_host                    the tray host
-#   icon_shown TITLE [PNG]       the item is there (with that picture), on the bus and, on the
-#                                desktop, in the bar
-#   icon_absent TITLE            the item is gone (desktop: its last picture left the bar too)
-#   tap TITLE                    activates the item (desktop: a click on it in the bar)
-#   balloon KIND SUMMARY BODY EXPIRE [COUNT]
-#                                the notification server got such a balloon (the COUNTth one);
-#                                KIND information or critical, EXPIRE in ms
-#   balloon_timed held-back|hides TITLE KIND SUMMARY BODY EXPIRE SIMULATOR-COMMAND...
-#                                the commands bring such a balloon, held back until the icon
-#                                has been up 3000 ms, or outlived by the icon (it leaves 500 ms
-#                                before the balloon ends)
-#   icon_redrawn TITLE COMMAND...  COMMAND changes the text drawn on the icon
-#   screenshot NAME              the bar kept as NAME.png (desktop, for the documentation)
+# The stories both end-to-end tiers play, written once; sourced last by standin.sh and
+# desktop.sh, which provide TIER_QPA (the daemon's QT_QPA_PLATFORM) and these primitives:
+#   tier_up [PROGRAM...]    the desktop without its tray host, once the programs are there
+#   tier_host               the tray host
+#   icon_shown TITLE [PNG]  the item is there with that picture (on the desktop: in the bar too)
+#   icon_absent TITLE       the item is gone (on the desktop: its picture left the bar)
+#   tap TITLE               activates the item (on the desktop: a click in the bar)
+#   balloon KIND SUMMARY BODY EXPIRE-MS [COUNT]   the notification server got it (COUNT times)
+#   balloon_timed held-back|hides TITLE KIND SUMMARY BODY EXPIRE-MS SIMULATOR-COMMAND...
+#       the commands bring the balloon, held back until the icon has been up 3000 ms, or
+#       outlived by the icon, which leaves 500 ms before the balloon ends
+#   icon_redrawn TITLE COMMAND...   COMMAND changes the text drawn on the icon
+#   screenshot NAME         the bar kept as NAME.png (desktop, for the documentation)
 
 REMEMBER="Please remember to eject the device from the Removable Storage system page before removing it."
 SAFE="The device has been ejected and is safe to remove."

@@ -38,13 +38,8 @@ bar_find() {
 
 icon_shown() {
     local shot="$DESKTOP_DIR/bar-${1// /-}.png"
-    if [[ -n "${2:-}" ]]; then
-        e2e_expect_item_picture "$1" "$2"
-        SHOWN[$1]="$E2E_ICONS/$2"
-    else
-        e2e_item "$1"
-        SHOWN[$1]=""
-    fi
+    e2e_expect_item_picture "$@"
+    SHOWN[$1]="${2:+$E2E_ICONS/$2}"
     desktop_wait_for "$E2E_WAIT" "the $1 icon in the bar" bar_has "${SHOWN[$1]}" "$shot" ||
         e2e_fail "the bar does not show the $1 icon ${2:-} (screenshot kept in $shot)"
 }
@@ -66,13 +61,13 @@ tap() {
     desktop_click $((x + w / 2)) $((y + h / 2)) || e2e_fail "swaymsg could not click"
 }
 
-balloon_icon() { if [[ "$1" == critical ]]; then echo dialog-error; else echo dialog-information; fi; }
+declare -A ICON=([information]=dialog-information [critical]=dialog-error)
 
 # mako shows it; the balloons are dismissed afterwards, so that a repeated one is a new one.
 # mako does not tell the expiry time or count.
 balloon() {
     "${MAKOWATCH[@]}" shows --wait "$E2E_WAIT" --summary "$2" --body "$3" \
-        --icon "$(balloon_icon "$1")" || e2e_fail "mako does not show \"$2\": \"$3\""
+        --icon "${ICON[$1]}" || e2e_fail "mako does not show \"$2\": \"$3\""
     makoctl dismiss --all
 }
 
@@ -80,7 +75,7 @@ balloon_timed() {
     local log="$DESKTOP_DIR/makowatch.log" pid command watch=(held-back --min 2.5)
     [[ "$1" == hides ]] && watch=(outlives)
     "${MAKOWATCH[@]}" "${watch[@]}" --tooltip "$2" --summary "$4" --body "$5" \
-        --icon "$(balloon_icon "$3")" >"$log" 2>&1 &
+        --icon "${ICON[$3]}" >"$log" 2>&1 &
     pid=$!
     e2e_wait "$E2E_WAIT" "makowatch watching" grep -q '^watching' "$log"
     for command in "${@:7}"; do e2e_sim "$command"; done

@@ -21,9 +21,7 @@ tier_host() {
     e2e_wait "$E2E_WAIT" "stand-in tray host" e2e_log_has host '^ready'
 }
 
-icon_shown() {
-    if [[ -n "${2:-}" ]]; then e2e_expect_item_picture "$@"; else e2e_item "$1"; fi
-}
+icon_shown() { e2e_expect_item_picture "$@"; }
 
 icon_absent() { e2e_expect_no_item "$1"; }
 
@@ -40,17 +38,12 @@ balloon() {
 }
 
 balloon_timed() {
-    local timing="$1" title="$2" command
+    local timing="$1" title="$2" command timed=()
     shift 2
-    # The host logs times by item: the one that leaves is known before, the new one after.
-    [[ "$timing" == hides ]] && e2e_item "$title"
-    local leaving="${E2E_ITEM:-}"
+    # The host times items by name: the one that leaves is known before, a new one after.
+    [[ "$timing" == hides ]] && e2e_item "$title" && timed=(--hides "$E2E_ITEM" 9.0 9.99)
     for command in "${@:5}"; do e2e_sim "$command"; done
-    local timed=(--hides "$leaving" 9.0 9.99)
-    if [[ "$timing" == held-back ]]; then
-        e2e_item "$title"
-        timed=(--held-back "$E2E_ITEM" 2.5)
-    fi
+    [[ "$timing" == held-back ]] && e2e_item "$title" && timed=(--held-back "$E2E_ITEM" 2.5)
     "${BALLOON[@]}" --kind "$1" --summary "$2" --body "$3" --expire "$4" "${timed[@]}" ||
         e2e_fail "no $1 balloon \"$2\" $timing by the $title icon"
 }
