@@ -153,13 +153,12 @@ bar_colours() {
 }
 
 expect_battery() {
-    local status="$1" level="$2" alarm="$3" shot="$DESKTOP_DIR/battery-$1-$2.png"
+    local status="$1" level="$2" alarm="$3" shot="$DESKTOP_DIR/battery-${1,,}-$2.png"
     shift 3
     e2e_sim "set BATT_STATUS $status"
     e2e_sim "set BATT_LEVEL $level"
     e2e_sim_set BATT_ALARM "$alarm"
     (($#)) || return 0
-    shot="${shot,,}"
     desktop_wait_for "$E2E_WAIT" "the battery gauge in the bar" bar_colours "$shot" "$@" ||
         e2e_fail "the bar does not show the battery as expected (screenshot kept in $shot)"
     keep "$shot"
