@@ -46,8 +46,6 @@ e2e_wait() {
 
 e2e_log_has() { grep -q -- "$2" "$DESKTOP_DIR/logs/$1.log"; }
 
-# --- router, simulator and daemon -------------------------------------------------------------
-
 e2e_start_router() {
     desktop_spawn router "$E2E_BIN/clientmgr" --host 127.0.0.1 --port 0
     e2e_wait "$E2E_WAIT" "router" e2e_log_has router 'clientmgr: listening on'
@@ -56,13 +54,18 @@ e2e_start_router() {
     [[ -n "$E2E_PORT" ]] || e2e_fail "no port in the router's output"
 }
 
-# e2e_start_simulator [ARGS...]: the simulator with its standard input on a pipe for e2e_sim.
+# e2e_spawn_fed NAME FD-VARIABLE COMMAND...: desktop_spawn, reading a pipe that the variable
+# names (opened read-write: opening does not wait for the reader and the pipe stays open).
+e2e_spawn_fed() {
+    local fd
+    mkfifo "$DESKTOP_DIR/$1.in"
+    exec {fd}<>"$DESKTOP_DIR/$1.in"
+    printf -v "$2" %s "$fd"
+    DESKTOP_STDIN="$DESKTOP_DIR/$1.in" desktop_spawn "$1" "${@:3}"
+}
+
 e2e_start_simulator() {
-    mkfifo "$DESKTOP_DIR/sim.in"
-    # Read-write, so that opening does not wait for the reader and the pipe stays open.
-    exec {E2E_SIM_FD}<>"$DESKTOP_DIR/sim.in"
-    DESKTOP_STDIN="$DESKTOP_DIR/sim.in" desktop_spawn sim "$E2E_BIN/instrument-sim" \
-        --host 127.0.0.1 --port "$E2E_PORT" "$@"
+    e2e_spawn_fed sim E2E_SIM_FD "$E2E_BIN/instrument-sim" --host 127.0.0.1 --port "$E2E_PORT" "$@"
     e2e_wait "$E2E_WAIT" "simulator ready" e2e_sim_saw event=ready
 }
 
@@ -90,8 +93,7 @@ e2e_start_glyphd() {
     E2E_GLYPHD_STARTS=$((${E2E_GLYPHD_STARTS:-0} + 1))
 }
 
-# The daemon is up once it has asked the control panel for the VNC value (each daemon started
-# in this test once).
+# The daemon is up once it has asked for the VNC value (each daemon started in this test once).
 e2e_wait_glyphd_initialized() {
     e2e_wait "$E2E_WAIT" "VNC value request from glyphd" \
         e2e_sim_saw event=recv from=glyphd command=get params=VNC_USERS --count "$E2E_GLYPHD_STARTS"
@@ -103,8 +105,6 @@ e2e_expect_raise() {
     e2e_wait "$E2E_WAIT" "$* at homepage" \
         e2e_sim_saw event=recv to=homepage from=glyphd "command=$1" "params=${2:-}"
 }
-
-# --- the tray on the session bus, items told apart by their tooltip titles --------------------
 
 # e2e_item TOOLTIP: waits for the item with that tooltip and sets E2E_ITEM to it.
 e2e_item() {
@@ -135,19 +135,15 @@ e2e_expect_no_item() {
     }
 }
 
-# --- platform services on a private system bus ---------------------------------------------
-
 # e2e_start_platform [ARGS...]: a private system bus, exported to the programs started after
-# it, and platform-sim on it with its standard input on a pipe for e2e_platform.
+# it, and platform-sim on it, fed by e2e_platform.
 e2e_start_platform() {
     local socket="$DESKTOP_DIR/system_bus_socket"
     desktop_spawn systembus dbus-daemon --nofork --nopidfile \
         --config-file="$E2E_ROOT/scripts/systembus/bus.conf" --address="unix:path=$socket"
     export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$socket"
     e2e_wait "$E2E_WAIT" "the private system bus" test -S "$socket"
-    mkfifo "$DESKTOP_DIR/platform.in"
-    exec {E2E_PLATFORM_FD}<>"$DESKTOP_DIR/platform.in"
-    DESKTOP_STDIN="$DESKTOP_DIR/platform.in" desktop_spawn platform "$E2E_BIN/platform-sim" "$@"
+    e2e_spawn_fed platform E2E_PLATFORM_FD "$E2E_BIN/platform-sim" "$@"
     e2e_wait "$E2E_WAIT" "platform-sim ready" e2e_log_has platform '"event":"ready"'
 }
 

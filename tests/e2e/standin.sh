@@ -2,7 +2,6 @@
 # Fast end-to-end tier: the real router, simulator and daemon on a private session bus, with
 # the stand-in tray host (scripts/desktop/sni_host.py) and a bare X server. The tray is read
 # and clicked through the bus, as a panel would, and the host records every balloon.
-#
 #   standin.sh CASE      CASE: the stories of cases.sh, harness, locales
 set -u
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
@@ -12,8 +11,7 @@ TIER_QPA=xcb
 tier_up() {
     e2e_require dbus-daemon Xvfb setpriv identify convert "$@"
     desktop_init
-    desktop_start_bus || e2e_fail "no session bus"
-    desktop_start_xvfb || e2e_fail "no X server"
+    { desktop_start_bus && desktop_start_xvfb; } || e2e_fail "no session bus or X server"
 }
 
 tier_host() {
