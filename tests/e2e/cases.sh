@@ -160,6 +160,8 @@ case_items() {
     step - - Audio SysTrayAudio.png raise_screen AUDIO
     step - - Wi-Fi SysTrayWifiConnected.png raise_screen NETWORK
     step WIFI_CONNECT_STATUS DISCONNECTED Wi-Fi SysTrayWifiDisconnected.png
+    step WIFI_CONNECT_STATUS WIFI_DISABLED Wi-Fi -
+    step WIFI_CONNECT_STATUS ASSOCIATED Wi-Fi SysTrayWifiConnected.png
     step WIFI_CONNECT_STATUS associated Wi-Fi -
     step - - NTP SysTrayNtp.png raise_screen DATETIME
     step SYNC_TIME_SOURCE GPS NTP -
