@@ -8,6 +8,9 @@
                                            none within S seconds); --absent waits until none is
   trayctl.py match-pixmap ITEM PNG         exit 0 when the item's IconPixmap of PNG's size has
                                            exactly PNG's pixels
+  trayctl.py digest --tooltip T            print a digest of the pictures of the item whose
+                                           tooltip title is T (exit 1 if there is none): it
+                                           changes whenever the item draws a new picture
   trayctl.py activate ITEM X Y             call Activate(X, Y) on the item
   trayctl.py notifications                 JSON list of the Notify calls sni_host.py recorded
   trayctl.py invoke-action ID KEY          make sni_host.py emit ActionInvoked(ID, KEY)
@@ -162,6 +165,14 @@ def cmd_match_pixmap(args):
     return 1
 
 
+def cmd_digest(args):
+    found = find_items(args.tooltip)
+    if not found:
+        return 1
+    print(hashlib.sha1(json.dumps(found[0]["pixmaps"]).encode()).hexdigest())
+    return 0
+
+
 def cmd_activate(args):
     name, path = split_item(args.item)
     proxy = bus().get_object(name, path, introspect=False)
@@ -249,6 +260,9 @@ def main():
     match.add_argument("item")
     match.add_argument("png")
     match.set_defaults(run=cmd_match_pixmap)
+    digest = commands.add_parser("digest")
+    digest.add_argument("--tooltip", required=True)
+    digest.set_defaults(run=cmd_digest)
     activate = commands.add_parser("activate")
     activate.add_argument("item")
     activate.add_argument("x", type=int)
