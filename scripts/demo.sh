@@ -82,9 +82,13 @@ if ((headless)); then
 fi
 desktop_init
 systembus="$ROOT/scripts/systembus/systembus.sh"
-trap 'desktop_stop_all_but_dir; "$systembus" stop "$DESKTOP_DIR/systembus"; desktop_remove_dir' EXIT
-desktop_stop_all_but_dir() { DESKTOP_KEEP_DIR=1 desktop_stop_all; }
-desktop_remove_dir() { [[ -n "${DESKTOP_KEEP_DIR:-}" ]] || rm -rf "$DESKTOP_DIR"; }
+# The programs first, then the system bus they use, then the directory that holds it all.
+stop_everything() {
+    DESKTOP_KEEP_DIR=1 desktop_stop_all
+    "$systembus" stop "$DESKTOP_DIR/systembus"
+    [[ -n "${DESKTOP_KEEP_DIR:-}" ]] || rm -rf "$DESKTOP_DIR"
+}
+trap stop_everything EXIT
 die() {
     say "$*"
     desktop_dump_logs
@@ -415,9 +419,10 @@ if ((shots)); then
     done
     # Tiles at three quarters of the headless screen; a palette keeps the file small.
     montage -font DejaVu-Sans -pointsize 13 -fill '#e0e0e0' -background '#181818' \
-        "${montage_args[@]}" -tile 4x -geometry '480x+6+4' "$DESKTOP_DIR/sheet.png" &&
-        convert "$DESKTOP_DIR/sheet.png" -colors 255 "PNG8:$out/walkthrough.png" ||
+        "${montage_args[@]}" -tile 4x -geometry '480x+6+4' "$DESKTOP_DIR/sheet.png" ||
         die "montage could not make the contact sheet"
+    convert "$DESKTOP_DIR/sheet.png" -colors 255 "PNG8:$out/walkthrough.png" ||
+        die "no contact sheet in $out"
     say "one picture per step: $steps_dir/"
     say "contact sheet: $out/walkthrough.png"
     say "the bar at the end: $screenshot"
