@@ -250,10 +250,16 @@ bar_changed() {
 # a step that only pops a balloon) and the screen has settled, its picture is the step's.
 shot() {
     ((shots)) || return 0
-    if ((headless)) && [[ "${1:-}" != --same-bar ]]; then
-        desktop_wait_for "$WAIT" "the bar to change" bar_changed || die "the bar did not change"
+    if ((headless)); then
+        if [[ "${1:-}" != --same-bar ]]; then
+            desktop_wait_for "$WAIT" "the bar to change" bar_changed || die "the bar did not change"
+        fi
+        desktop_wait_for "$WAIT" "a settled screen" screen_settled || die "the screen did not settle"
+    else
+        # A person's own screen may never hold still (a clock with seconds): a short settle.
+        sleep 0.5
+        grim "$DESKTOP_DIR/b.png" || die "no screenshot"
     fi
-    desktop_wait_for "$WAIT" "a settled screen" screen_settled || die "the screen did not settle"
     cp "$DESKTOP_DIR/b.png" "$steps_dir/$step_name.png"
     step_files+=("$steps_dir/$step_name.png")
     ((headless)) && convert "$DESKTOP_DIR/b.png" -crop "${DESKTOP_WIDTH}x${DESKTOP_BAR_HEIGHT}+0+0" \
@@ -411,6 +417,7 @@ if ((shots)); then
         desktop_wait_for "$WAIT" "a settled screen" screen_settled || die "the screen did not settle"
         desktop_grab_bar "$screenshot" || die "no picture of the bar"
     else
+        sleep 0.5
         grim "$screenshot" || die "no screenshot"
     fi
     montage_args=()
