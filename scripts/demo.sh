@@ -37,7 +37,7 @@ while (($#)); do
     --out) out="$(realpath -m "$2")" && shift ;;
     --screenshot) screenshot="$(realpath -m "$2")" && shift ;;
     --sim) sim_lines+=("$2") && shift ;;
-    -h | --help) sed -n '2,25p' "$0" && exit 0 ;;
+    -h | --help) sed -n '2,/^set -e/{/^#/p}' "$0" && exit 0 ;;
     *) echo "demo: unknown option $1 (try --help)" >&2 && exit 2 ;;
     esac
     shift
