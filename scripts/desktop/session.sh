@@ -288,9 +288,14 @@ desktop_start_waybar() {
     desktop_wait_for 20 "waybar's tray" desktop_tray_ready
 }
 
+# desktop_start_mako [LINE...]: LINEs are added to mako's configuration ("ignore-timeout=1"
+# keeps every balloon until it is dismissed).
 desktop_start_mako() {
-    printf 'default-timeout=0\nanchor=top-right\nouter-margin=%s,0,0,0\n' \
-        "$DESKTOP_BAR_HEIGHT" >"$DESKTOP_DIR/config/mako.conf"
+    {
+        printf 'default-timeout=0\nanchor=top-right\nouter-margin=%s,0,0,0\n' \
+            "$DESKTOP_BAR_HEIGHT"
+        if (($#)); then printf '%s\n' "$@"; fi
+    } >"$DESKTOP_DIR/config/mako.conf"
     desktop_spawn_client mako mako --config "$DESKTOP_DIR/config/mako.conf"
     desktop_wait_for 10 "mako" desktop_name_owned org.freedesktop.Notifications
 }

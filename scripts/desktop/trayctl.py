@@ -3,11 +3,16 @@
 
   trayctl.py host-ready                    exit 0 once a watcher with a host is on the bus
   trayctl.py items                         one JSON object per registered item
-  trayctl.py find [--tooltip T] [--absent] [--timeout S]
+  trayctl.py find [--tooltip T] [--pixmap PNG] [--absent] [--timeout S]
                                            print the item whose tooltip title is T (exit 1 if
-                                           none within S seconds); --absent waits until none is
+                                           none within S seconds); --absent waits until none is;
+                                           with --pixmap only an item that shows PNG (as
+                                           match-pixmap compares) counts
   trayctl.py match-pixmap ITEM PNG         exit 0 when the item's IconPixmap of PNG's size has
                                            exactly PNG's pixels
+  trayctl.py digest --tooltip T            print a digest of the pictures of the item whose
+                                           tooltip title is T (exit 1 if there is none): it
+                                           changes whenever the item draws a new picture
   trayctl.py activate ITEM X Y             call Activate(X, Y) on the item
   trayctl.py notifications                 JSON list of the Notify calls sni_host.py recorded
   trayctl.py invoke-action ID KEY          make sni_host.py emit ActionInvoked(ID, KEY)
@@ -128,13 +133,36 @@ def cmd_items(_args):
     return 0
 
 
+def pixmap_match(props, width, height, expected, name=""):
+    """(True, "") when the item's IconPixmap of that size has exactly these pixels, else
+    (False, why)."""
+    sizes = []
+    for w, h, data in props.get("IconPixmap", []):
+        sizes.append("%dx%d" % (w, h))
+        if (int(w), int(h)) == (width, height):
+            if same_pixels(bytes(data), expected):
+                return True, ""
+            return False, "IconPixmap %dx%d differs from %s" % (w, h, name)
+    return False, "no IconPixmap of %dx%d (has %s)" % (width, height, ", ".join(sizes) or "none")
+
+
+def shows_png(entry, png):
+    try:
+        return pixmap_match(item_properties(entry), *png)[0]
+    except dbus.exceptions.DBusException:
+        return False  # an item that is just leaving
+
+
 def cmd_find(args):
+    png = png_argb(args.pixmap) if args.pixmap else None
     deadline = time.monotonic() + args.timeout
     while True:
         try:
             found = find_items(args.tooltip)
         except dbus.exceptions.DBusException:
             found = None  # no watcher (yet)
+        if found is not None and png is not None:
+            found = [info for info in found if shows_png(info["item"], png)]
         if found is not None and bool(found) != args.absent:
             for info in found:
                 print(info["item"])
@@ -146,20 +174,18 @@ def cmd_find(args):
 
 def cmd_match_pixmap(args):
     width, height, expected = png_argb(args.png)
-    props = item_properties(args.item)
-    sizes = []
-    for w, h, data in props.get("IconPixmap", []):
-        sizes.append("%dx%d" % (w, h))
-        if (int(w), int(h)) == (width, height):
-            if same_pixels(bytes(data), expected):
-                return 0
-            print("IconPixmap %dx%d differs from %s" % (w, h, args.png), file=sys.stderr)
-            return 1
-    print(
-        "no IconPixmap of %dx%d (has %s)" % (width, height, ", ".join(sizes) or "none"),
-        file=sys.stderr,
-    )
-    return 1
+    matches, why = pixmap_match(item_properties(args.item), width, height, expected, args.png)
+    if not matches:
+        print(why, file=sys.stderr)
+    return 0 if matches else 1
+
+
+def cmd_digest(args):
+    found = find_items(args.tooltip)
+    if not found:
+        return 1
+    print(hashlib.sha1(json.dumps(found[0]["pixmaps"]).encode()).hexdigest())
+    return 0
 
 
 def cmd_activate(args):
@@ -242,6 +268,7 @@ def main():
     commands.add_parser("items").set_defaults(run=cmd_items)
     find = commands.add_parser("find")
     find.add_argument("--tooltip")
+    find.add_argument("--pixmap")
     find.add_argument("--absent", action="store_true")
     find.add_argument("--timeout", type=float, default=0)
     find.set_defaults(run=cmd_find)
@@ -249,6 +276,9 @@ def main():
     match.add_argument("item")
     match.add_argument("png")
     match.set_defaults(run=cmd_match_pixmap)
+    digest = commands.add_parser("digest")
+    digest.add_argument("--tooltip", required=True)
+    digest.set_defaults(run=cmd_digest)
     activate = commands.add_parser("activate")
     activate.add_argument("item")
     activate.add_argument("x", type=int)
