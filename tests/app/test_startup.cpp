@@ -3,7 +3,6 @@
 #include "app/commandline.h"
 #include "app/daemonize.h"
 #include "app/localeoverride.h"
-#include "app/trayitemtable.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -62,8 +61,6 @@ private slots:
     void localeOverride_data();
     void localeOverride();
     void daemonModeDetaches();
-    void itemsForConfiguration_data();
-    void itemsForConfiguration();
 };
 
 void TestStartup::commandLine_data()
@@ -121,18 +118,11 @@ void TestStartup::localeOverride_data()
     QTest::addColumn<QString>("flag");
     QTest::addColumn<QString>("qtLocale");
 
-    QTest::newRow("zh_CN") << "zh_CN"
-                           << "BERT_CHINESE"
-                           << "zh_CN";
-    QTest::newRow("ja_JP") << "ja_JP"
-                           << "BERT_JAPANESE"
-                           << "ja_JP";
-    QTest::newRow("ko_KR") << "ko_KR"
-                           << "BERT_KOREAN"
-                           << "ko_KR";
-    QTest::newRow("ru_RU") << "ru_RU"
-                           << "BERT_RUSSIAN"
-                           << "ru_RU";
+    for (const char *row :
+         {"zh_CN BERT_CHINESE", "ja_JP BERT_JAPANESE", "ko_KR BERT_KOREAN", "ru_RU BERT_RUSSIAN"}) {
+        const QStringList words = QString::fromLatin1(row).split(' ');
+        QTest::newRow(row) << words[0] << words[1] << words[0];
+    }
     // Only the exact names match; Qt then reads LC_ALL itself.
     QTest::newRow("ru_RU.UTF-8 unchanged") << "ru_RU.UTF-8" << QString() << QString();
     QTest::newRow("case matters") << "RU_ru" << QString() << QString();
@@ -186,48 +176,6 @@ void TestStartup::daemonModeDetaches()
     QVERIFY(fields[1].toInt() != int(getsid(0)));
     QVERIFY(fields[1].toInt() != fields[0].toInt());
     QCOMPARE(fields[2], QStringLiteral("/"));
-}
-
-void TestStartup::itemsForConfiguration_data()
-{
-    const QStringList everywhere = {"CNtpSystemTrayDataItem",    "CUsbFlashSystemTrayDataItem",
-                                    "CVncSystemTrayDataItem",    "CR7300mSystemTrayDataItem",
-                                    "CVellumSystemTrayDataItem", "CJobManagerSystemTrayDataItem",
-                                    "CVflSystemTrayDataItem"};
-    const QStringList other = {"CBatterySystemTrayDataItem",    "CNtpSystemTrayDataItem",
-                               "CUsbFlashSystemTrayDataItem",   "CVncSystemTrayDataItem",
-                               "CBluetoothSystemTrayDataItem",  "CAudioSystemTrayDataItem",
-                               "CR7300mSystemTrayDataItem",     "CVellumSystemTrayDataItem",
-                               "CJobManagerSystemTrayDataItem", "CWifiSystemTrayDataItem",
-                               "CGpsSystemTrayDataItem",        "CClockSourceTrayDataItem",
-                               "CVflSystemTrayDataItem"};
-    QTest::addColumn<QByteArray>("qrx4400");
-    QTest::addColumn<QByteArray>("rab");
-    QTest::addColumn<QStringList>("items");
-    QTest::newRow("neither") << QByteArray() << QByteArray() << other;
-    QTest::newRow("rab alone") << QByteArray() << QByteArray("YES") << other;
-    QTest::newRow("QRX4400") << QByteArray("YES") << QByteArray()
-                             << QStringList{"CFanSystemTrayDataItem"} + everywhere;
-    QTest::newRow("QRX4400 on a rab") << QByteArray("YES") << QByteArray("YES") << everywhere;
-    QTest::newRow("lower-case yes") << QByteArray("yes") << QByteArray("YES") << other;
-}
-
-// Which items an instrument shows, in creation order, from the two variables.
-void TestStartup::itemsForConfiguration()
-{
-    QFETCH(QByteArray, qrx4400);
-    QFETCH(QByteArray, rab);
-    const auto set = [](const char *name, const QByteArray &value) {
-        if (value.isNull()) {
-            qunsetenv(name);
-        } else {
-            qputenv(name, value);
-        }
-    };
-    set("QRX4400_CONFIGURED", qrx4400);
-    set("RAB_CONFIGURED", rab);
-
-    QTEST(glyphd::wantedTrayItems(glyphd::InstrumentConfiguration::fromEnvironment()), "items");
 }
 
 int main(int argc, char **argv)
