@@ -1,5 +1,6 @@
 // Start-up pieces of the daemon: the command line, the locale override and detaching (both in
-// a child process: this program run with a probe option).
+// a child process: this program run with a probe option, so the test keeps its environment
+// and session).
 #include "app/commandline.h"
 #include "app/daemonize.h"
 #include "app/localeoverride.h"
@@ -17,15 +18,13 @@ namespace {
 const char *const kLocaleVariables[] = {"LC_ALL", "BERT_CHINESE", "BERT_JAPANESE", "BERT_KOREAN",
                                         "BERT_RUSSIAN"};
 
-// The probes run in a child, so that the test's own process keeps its environment and session.
 int runProbe(const char *probe, const char *argument)
 {
     if (qstrcmp(probe, "--probe-locale") == 0) {
         glyphd::applyLocaleOverride();
-        for (const char *name : kLocaleVariables) {
-            std::printf("%s=%s\n", name, qEnvironmentVariable(name, "(unset)").toUtf8().data());
-        }
-        std::printf("QLocale=%s\n", qPrintable(QLocale().name()));
+        for (const char *name : kLocaleVariables)
+            std::printf("%s ", qPrintable(qEnvironmentVariable(name, "-")));
+        std::printf("%s\n", qPrintable(QLocale().name()));
         return 0;
     }
     glyphd::daemonize();
@@ -115,44 +114,34 @@ void TestStartup::commandLine()
 void TestStartup::localeOverride_data()
 {
     QTest::addColumn<QString>("lcAll");
-    QTest::addColumn<QString>("flag");
-    QTest::addColumn<QString>("qtLocale");
-
-    for (const char *row :
-         {"zh_CN BERT_CHINESE", "ja_JP BERT_JAPANESE", "ko_KR BERT_KOREAN", "ru_RU BERT_RUSSIAN"}) {
-        const QStringList words = QString::fromLatin1(row).split(' ');
-        QTest::newRow(row) << words[0] << words[1] << words[0];
-    }
+    QTest::addColumn<QString>("outcome"); // LC_ALL, the four flags ("-": unset), Qt's locale
+    QTest::newRow("zh_CN") << "zh_CN"
+                           << "en_US true - - - zh_CN";
+    QTest::newRow("ja_JP") << "ja_JP"
+                           << "en_US - true - - ja_JP";
+    QTest::newRow("ko_KR") << "ko_KR"
+                           << "en_US - - true - ko_KR";
+    QTest::newRow("ru_RU") << "ru_RU"
+                           << "en_US - - - true ru_RU";
     // Only the exact names match; Qt then reads LC_ALL itself.
-    QTest::newRow("ru_RU.UTF-8 unchanged") << "ru_RU.UTF-8" << QString() << QString();
-    QTest::newRow("case matters") << "RU_ru" << QString() << QString();
+    QTest::newRow("ru_RU.UTF-8 unchanged") << "ru_RU.UTF-8"
+                                           << "ru_RU.UTF-8 - - - - ru_RU";
+    QTest::newRow("case matters") << "RU_ru"
+                                  << "RU_ru - - - - ";
 }
 
 void TestStartup::localeOverride()
 {
     QFETCH(QString, lcAll);
-    QFETCH(QString, flag);
-    QFETCH(QString, qtLocale);
+    QFETCH(QString, outcome);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (const char *name : kLocaleVariables) {
+    for (const char *name : kLocaleVariables)
         environment.remove(QLatin1String(name));
-    }
     environment.insert(QStringLiteral("LANG"), QStringLiteral("en_US"));
     environment.insert(QStringLiteral("LC_ALL"), lcAll);
-
-    const QStringList lines = runSelf({QStringLiteral("--probe-locale")}, environment);
-
-    QVERIFY2(lines.contains("LC_ALL=" + (flag.isEmpty() ? lcAll : QStringLiteral("en_US"))),
-             qPrintable(lines.join(' ')));
-    for (const char *name : kLocaleVariables) {
-        if (qstrcmp(name, "LC_ALL") != 0) {
-            const QString value = QLatin1String(name) == flag ? "true" : "(unset)";
-            QVERIFY2(lines.contains(QLatin1String(name) + "=" + value), name);
-        }
-    }
-    if (!qtLocale.isEmpty()) {
-        QVERIFY2(lines.contains("QLocale=" + qtLocale), qPrintable(lines.join(' ')));
-    }
+    const QString printed = runSelf({QStringLiteral("--probe-locale")}, environment).join(' ');
+    // Qt's own reading of a name it does not know is not this program's business.
+    QCOMPARE(printed.left(outcome.endsWith(' ') ? outcome.size() : -1), outcome);
 }
 
 // The parent returns at once with status 0; the daemon lives on in a session of its own,

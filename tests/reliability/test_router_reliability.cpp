@@ -152,22 +152,6 @@ TEST_F(RouterReliabilityTest, ClientKilledInTheMiddleOfAFrame)
     registered("doomed");
 }
 
-// A sender that trickles its frame in byte by byte holds up nobody, and the frame arrives.
-TEST_F(RouterReliabilityTest, FrameTrickledByteByByteArrivesWhole)
-{
-    auto slow = registered("slow");
-    const Message note =
-        makeMessage("slow", "bystander", "note", "VNC_USERS,2", 0, MessageType::Notification);
-    const std::string bytes = encoded(note);
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        ASSERT_TRUE(slow->write(bytes.substr(i, 1)));
-        if (i % 8 == 0) {
-            ASSERT_TRUE(bystander->pingAnsweredNext()) << "after byte " << i;
-        }
-    }
-    EXPECT_EQ(bystander->receive(), note);
-}
-
 // 500 clients at once, three times over, then 500 that come and go one after another: every
 // name is released, the bystander is served, and the router's memory does not grow with the
 // churn.
