@@ -64,19 +64,17 @@ QHash<QString, QString> unitSettings(const QString &name)
     return settings;
 }
 
-// ExecStart= split into words as the manager does it, with environment: a word "$NAME" becomes
-// the variable's words, none when it is unset. The notification socket is added after.
-QProcessEnvironment unitEnvironment(const QHash<QString, QString> &unit,
-                                    QProcessEnvironment environment, QStringList *command,
-                                    const NotifySocket &notify)
+// ExecStart= split into words as the manager does it: a word "$NAME" becomes the variable's
+// words, none when it is unset.
+QStringList execStart(const QHash<QString, QString> &unit, const QProcessEnvironment &environment)
 {
+    QStringList words;
     for (const QString &word : unit.value("[Service]ExecStart").split(' ', Qt::SkipEmptyParts)) {
-        *command += word.startsWith('$')
-                        ? environment.value(word.mid(1)).split(' ', Qt::SkipEmptyParts)
-                        : QStringList{word};
+        words += word.startsWith('$')
+                     ? environment.value(word.mid(1)).split(' ', Qt::SkipEmptyParts)
+                     : QStringList{word};
     }
-    environment.insert(QStringLiteral("NOTIFY_SOCKET"), notify.path());
-    return environment;
+    return words;
 }
 
 // Whether the manager starts the service again after its main process exited with status.
@@ -151,9 +149,9 @@ bool TestGlyphd::startServices(const QStringList &simulatorArgs)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("CLIENTMGR_OPTIONS"), QStringLiteral("--verbose"));
-    QStringList command;
+    const QStringList command = execStart(m_routerUnit, environment);
     m_routerNotify = std::make_unique<NotifySocket>();
-    environment = unitEnvironment(m_routerUnit, environment, &command, *m_routerNotify);
+    environment.insert(QStringLiteral("NOTIFY_SOCKET"), m_routerNotify->path());
     // The router's own "--port 0" comes first, so the unit's arguments still have the last word.
     m_router = std::make_unique<RouterProcess>(command.value(0));
     m_router->setEnvironment(environment);
@@ -173,9 +171,9 @@ bool TestGlyphd::startGlyphd(const QStringList &options)
         if (qEnvironmentVariableIsSet(name))
             environment.insert(name, qEnvironmentVariable(name));
     }
-    QStringList command;
+    const QStringList command = execStart(m_glyphdUnit, environment);
     m_glyphdNotify = std::make_unique<NotifySocket>();
-    environment = unitEnvironment(m_glyphdUnit, environment, &command, *m_glyphdNotify);
+    environment.insert(QStringLiteral("NOTIFY_SOCKET"), m_glyphdNotify->path());
     m_glyphd = std::make_unique<DaemonProcess>(command.value(0), command.mid(1), environment);
     return m_glyphd->started;
 }

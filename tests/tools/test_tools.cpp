@@ -24,18 +24,6 @@ private:
     }
     MsgPeerResult peer(const QStringList &args) { return runMsgPeer(m_router.port(), args); }
 
-    // Who the simulator sent a notification with these parameters to.
-    QStringList notifiedWith(const QString &params) const
-    {
-        QStringList recipients;
-        for (const QJsonObject &event : m_simulator.events()) {
-            if (event.value("event") == "sent" && event.value("command") == "notify" &&
-                event.value("params") == params)
-                recipients << event.value("to").toString();
-        }
-        return recipients;
-    }
-
 private slots:
     void initTestCase()
     {
@@ -115,7 +103,12 @@ private slots:
         QCOMPARE(peer({"--name", "bystander", "ctrlpanelsvc", "get", "VNC_USERS"}).exitCode, 0);
 
         QVERIFY(simulatorDoes("set WIFI_CONNECT_STATUS DISCONNECTED"));
-        const QStringList recipients = notifiedWith("WIFI_CONNECT_STATUS,\"DISCONNECTED\"");
+        QStringList recipients;
+        for (const QJsonObject &event : m_simulator.events()) {
+            if (event.value("event") == "sent" &&
+                event.value("params") == "WIFI_CONNECT_STATUS,\"DISCONNECTED\"")
+                recipients << event.value("to").toString();
+        }
         QVERIFY2(recipients.contains("listener") && !recipients.contains("bystander"),
                  qPrintable(recipients.join(' ')));
     }
