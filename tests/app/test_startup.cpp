@@ -1,9 +1,9 @@
 // Start-up pieces of the daemon: the command line, the locale override and detaching (both in
-// a child process: this program run with a probe option).
+// a child process: this program run with a probe option, so the test keeps its environment
+// and session).
 #include "app/commandline.h"
 #include "app/daemonize.h"
 #include "app/localeoverride.h"
-#include "app/trayitemtable.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -18,15 +18,13 @@ namespace {
 const char *const kLocaleVariables[] = {"LC_ALL", "BERT_CHINESE", "BERT_JAPANESE", "BERT_KOREAN",
                                         "BERT_RUSSIAN"};
 
-// The probes run in a child, so that the test's own process keeps its environment and session.
 int runProbe(const char *probe, const char *argument)
 {
     if (qstrcmp(probe, "--probe-locale") == 0) {
         glyphd::applyLocaleOverride();
-        for (const char *name : kLocaleVariables) {
-            std::printf("%s=%s\n", name, qEnvironmentVariable(name, "(unset)").toUtf8().data());
-        }
-        std::printf("QLocale=%s\n", qPrintable(QLocale().name()));
+        for (const char *name : kLocaleVariables)
+            std::printf("%s ", qPrintable(qEnvironmentVariable(name, "-")));
+        std::printf("%s\n", qPrintable(QLocale().name()));
         return 0;
     }
     glyphd::daemonize();
@@ -62,14 +60,13 @@ private slots:
     void localeOverride_data();
     void localeOverride();
     void daemonModeDetaches();
-    void itemsForConfiguration_data();
-    void itemsForConfiguration();
 };
 
 void TestStartup::commandLine_data()
 {
     QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("outcome"); // the settings, or the complaint on standard error
+    // The settings; "--host --port 5", refused, is a case of the daemon test.
+    QTest::addColumn<QString>("outcome");
 
     QTest::newRow("defaults") << QStringList() << "glyphd 127.0.0.1 3000 daemon";
     QTest::newRow("all options") << QStringList{"--no-daemon", "--clientName", "tray2", "--host",
@@ -85,8 +82,6 @@ void TestStartup::commandLine_data()
         << QStringList{"--clientName", "--no-daemon"} << "glyphd 127.0.0.1 3000 foreground";
     QTest::newRow("--clientName --host")
         << QStringList{"--clientName", "--host"} << "--host 127.0.0.1 3000 daemon";
-    QTest::newRow("--host --port 5")
-        << QStringList{"--host", "--port", "5"} << "unknown option: '5'\n\n";
 }
 
 void TestStartup::commandLine()
@@ -118,51 +113,34 @@ void TestStartup::commandLine()
 void TestStartup::localeOverride_data()
 {
     QTest::addColumn<QString>("lcAll");
-    QTest::addColumn<QString>("flag");
-    QTest::addColumn<QString>("qtLocale");
-
+    QTest::addColumn<QString>("outcome"); // LC_ALL, the four flags ("-": unset), Qt's locale
     QTest::newRow("zh_CN") << "zh_CN"
-                           << "BERT_CHINESE"
-                           << "zh_CN";
+                           << "en_US true - - - zh_CN";
     QTest::newRow("ja_JP") << "ja_JP"
-                           << "BERT_JAPANESE"
-                           << "ja_JP";
+                           << "en_US - true - - ja_JP";
     QTest::newRow("ko_KR") << "ko_KR"
-                           << "BERT_KOREAN"
-                           << "ko_KR";
+                           << "en_US - - true - ko_KR";
     QTest::newRow("ru_RU") << "ru_RU"
-                           << "BERT_RUSSIAN"
-                           << "ru_RU";
+                           << "en_US - - - true ru_RU";
     // Only the exact names match; Qt then reads LC_ALL itself.
-    QTest::newRow("ru_RU.UTF-8 unchanged") << "ru_RU.UTF-8" << QString() << QString();
-    QTest::newRow("case matters") << "RU_ru" << QString() << QString();
+    QTest::newRow("ru_RU.UTF-8 unchanged") << "ru_RU.UTF-8"
+                                           << "ru_RU.UTF-8 - - - - ru_RU";
+    QTest::newRow("case matters") << "RU_ru"
+                                  << "RU_ru - - - - ";
 }
 
 void TestStartup::localeOverride()
 {
     QFETCH(QString, lcAll);
-    QFETCH(QString, flag);
-    QFETCH(QString, qtLocale);
+    QFETCH(QString, outcome);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    for (const char *name : kLocaleVariables) {
+    for (const char *name : kLocaleVariables)
         environment.remove(QLatin1String(name));
-    }
     environment.insert(QStringLiteral("LANG"), QStringLiteral("en_US"));
     environment.insert(QStringLiteral("LC_ALL"), lcAll);
-
-    const QStringList lines = runSelf({QStringLiteral("--probe-locale")}, environment);
-
-    QVERIFY2(lines.contains("LC_ALL=" + (flag.isEmpty() ? lcAll : QStringLiteral("en_US"))),
-             qPrintable(lines.join(' ')));
-    for (const char *name : kLocaleVariables) {
-        if (qstrcmp(name, "LC_ALL") != 0) {
-            const QString value = QLatin1String(name) == flag ? "true" : "(unset)";
-            QVERIFY2(lines.contains(QLatin1String(name) + "=" + value), name);
-        }
-    }
-    if (!qtLocale.isEmpty()) {
-        QVERIFY2(lines.contains("QLocale=" + qtLocale), qPrintable(lines.join(' ')));
-    }
+    const QString printed = runSelf({QStringLiteral("--probe-locale")}, environment).join(' ');
+    // Qt's own reading of a name it does not know is not this program's business.
+    QCOMPARE(printed.left(outcome.endsWith(' ') ? outcome.size() : -1), outcome);
 }
 
 // The parent returns at once with status 0; the daemon lives on in a session of its own,
@@ -186,48 +164,6 @@ void TestStartup::daemonModeDetaches()
     QVERIFY(fields[1].toInt() != int(getsid(0)));
     QVERIFY(fields[1].toInt() != fields[0].toInt());
     QCOMPARE(fields[2], QStringLiteral("/"));
-}
-
-void TestStartup::itemsForConfiguration_data()
-{
-    const QStringList everywhere = {"CNtpSystemTrayDataItem",    "CUsbFlashSystemTrayDataItem",
-                                    "CVncSystemTrayDataItem",    "CR7300mSystemTrayDataItem",
-                                    "CVellumSystemTrayDataItem", "CJobManagerSystemTrayDataItem",
-                                    "CVflSystemTrayDataItem"};
-    const QStringList other = {"CBatterySystemTrayDataItem",    "CNtpSystemTrayDataItem",
-                               "CUsbFlashSystemTrayDataItem",   "CVncSystemTrayDataItem",
-                               "CBluetoothSystemTrayDataItem",  "CAudioSystemTrayDataItem",
-                               "CR7300mSystemTrayDataItem",     "CVellumSystemTrayDataItem",
-                               "CJobManagerSystemTrayDataItem", "CWifiSystemTrayDataItem",
-                               "CGpsSystemTrayDataItem",        "CClockSourceTrayDataItem",
-                               "CVflSystemTrayDataItem"};
-    QTest::addColumn<QByteArray>("qrx4400");
-    QTest::addColumn<QByteArray>("rab");
-    QTest::addColumn<QStringList>("items");
-    QTest::newRow("neither") << QByteArray() << QByteArray() << other;
-    QTest::newRow("rab alone") << QByteArray() << QByteArray("YES") << other;
-    QTest::newRow("QRX4400") << QByteArray("YES") << QByteArray()
-                             << QStringList{"CFanSystemTrayDataItem"} + everywhere;
-    QTest::newRow("QRX4400 on a rab") << QByteArray("YES") << QByteArray("YES") << everywhere;
-    QTest::newRow("lower-case yes") << QByteArray("yes") << QByteArray("YES") << other;
-}
-
-// Which items an instrument shows, in creation order, from the two variables.
-void TestStartup::itemsForConfiguration()
-{
-    QFETCH(QByteArray, qrx4400);
-    QFETCH(QByteArray, rab);
-    const auto set = [](const char *name, const QByteArray &value) {
-        if (value.isNull()) {
-            qunsetenv(name);
-        } else {
-            qputenv(name, value);
-        }
-    };
-    set("QRX4400_CONFIGURED", qrx4400);
-    set("RAB_CONFIGURED", rab);
-
-    QTEST(glyphd::wantedTrayItems(glyphd::InstrumentConfiguration::fromEnvironment()), "items");
 }
 
 int main(int argc, char **argv)

@@ -1,15 +1,14 @@
 #!/usr/bin/env bash
-# Builds the Debian package, checks it with lintian, installs it with apt-get, runs the
-# installed units' programs (the installed glyphd against the installed clientmgr, with the
+# Builds the Debian package, checks it with lintian, installs it with apt-get, runs the daemon
+# test on the installed units (the installed glyphd against the installed clientmgr, with the
 # build's simulator as the control panel), and removes it again without a trace.
-# Usage: package.sh BUILD_DIR SERVICE_UNIT_TEST
+# Usage: package.sh BUILD_DIR DAEMON_TEST   (DAEMON_TEST: the build's test_app_glyphd)
 #
-# Safe on a developer machine: it skips (exit 77) unless it can act as root, and when the
-# package or files of its own name are already installed, so it never replaces or removes
-# anything it did not put there.
+# Safe on a developer machine: it skips (exit 77) unless it runs as root, and when the package
+# or files of its own name are already installed, so it never touches what it did not put there.
 set -euo pipefail
 build_dir=$(cd "$1" && pwd)
-unit_test=$2
+daemon_test=$2
 here=$(cd "$(dirname "$0")" && pwd)
 unit_dir=/usr/lib/systemd/user
 
@@ -17,11 +16,7 @@ skip() {
     echo "SKIP: $*"
     exit 77
 }
-as_root=()
-if [[ $(id -u) -ne 0 ]]; then
-    sudo -n true 2>/dev/null || skip "needs root or password-less sudo to install a package"
-    as_root=(sudo -n)
-fi
+[[ $(id -u) -eq 0 ]] || skip "needs root to install a package"
 for tool in apt-get dpkg-deb lintian cpack systemctl; do
     command -v "$tool" >/dev/null || skip "$tool not found (scripts/install-deps.sh)"
 done
@@ -33,7 +28,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/glyphd-package.XXXXXX")
 installed=0
 cleanup() {
     if ((installed)); then
-        "${as_root[@]}" apt-get purge -y -qq glyphd >/dev/null 2>&1 || true
+        apt-get purge -y -qq glyphd >/dev/null 2>&1 || true
     fi
     rm -rf "$work"
 }
@@ -68,7 +63,7 @@ fi
 
 echo "== apt-get install"
 installed=1
-(cd "$work" && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+(cd "$work" && DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "./$(basename "$deb")")
 for program in /usr/bin/glyphd /usr/bin/clientmgr; do
     [[ -x "$program" ]] || { echo "FAIL: $program not installed"; exit 1; }
@@ -77,15 +72,15 @@ done
 echo "== installed units"
 VERIFY_MAN=yes bash "$here/verify_units.sh" "$unit_dir/clientmgr.service" "$unit_dir/glyphd.service"
 # Enabled the way the README says; the purge must take the links along.
-"${as_root[@]}" systemctl --global enable glyphd.service clientmgr.service
+systemctl --global enable glyphd.service clientmgr.service
 mapfile -t links < <(find /etc/systemd/user -lname "$unit_dir/glyphd.service" \
     -o -lname "$unit_dir/clientmgr.service")
 ((${#links[@]} == 2)) || { echo "FAIL: enabling made ${#links[@]} links, not 2"; exit 1; }
 new_paths+=("${links[@]}")
-GLYPHD_UNIT_DIR=$unit_dir GLYPHD_BIN_DIR=$build_dir/bin "$unit_test"
+GLYPHD_UNIT_DIR=$unit_dir GLYPHD_BIN_DIR=$build_dir/bin "$daemon_test"
 
 echo "== apt-get purge"
-"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get purge -y -qq glyphd
+DEBIAN_FRONTEND=noninteractive apt-get purge -y -qq glyphd
 installed=0
 if dpkg-query -W -f='${Status}' glyphd 2>/dev/null | grep -q 'installed\|config-files'; then
     echo "FAIL: dpkg still knows the package after the purge"

@@ -3,28 +3,21 @@
 // never read. Whatever they do, the router stays up, serves a well-behaved bystander, keeps
 // its memory bounded and names each offender in its log.
 #include "platform/message/frame.h"
-#include "support/loopbackpeer.h"
-#include "support/routerprocess.h"
-
-#include <gtest/gtest.h>
+#include "router/routertest.h"
 
 #include <QFile>
 
 #include <csignal>
-#include <functional>
-#include <memory>
 #include <random>
-#include <vector>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr long kMiB = 1024;               // in KiB, the unit of VmRSS
-constexpr long kQueueLimitKiB = 8 * kMiB; // the router's per-client queue limit
-constexpr long kReadBudgetKiB = 1 * kMiB; // what one connection may have buffered in
-constexpr long kSlackKiB = 4 * kMiB;      // allocator and kernel noise
+constexpr long kQueueLimitKiB = 8 * 1024; // the router's per-client queue limit
+constexpr long kReadBudgetKiB = 1024;     // what one connection may have buffered in
+constexpr long kSlackKiB = 4 * 1024;      // allocator and kernel noise
 #ifdef GLYPHD_SANITIZED
 constexpr bool kMeasureMemory = false; // the sanitizers' quarantine keeps freed memory
 #else
@@ -49,65 +42,20 @@ std::string randomBytes(std::size_t size, unsigned stream)
 
 std::string lengthField(std::uint32_t length)
 {
-    return {static_cast<char>(length >> 24), static_cast<char>(length >> 16),
-            static_cast<char>(length >> 8), static_cast<char>(length)};
+    return {char(length >> 24), char(length >> 16), char(length >> 8), char(length)};
 }
 
-// A router client on a raw socket.
-class Peer : public LoopbackPeer
-{
-public:
-    using LoopbackPeer::LoopbackPeer;
-
-    // Sends a command and returns whether the next frame is its answer (the router's own
-    // answers come in order, so this also shows that nothing else was waiting).
-    bool roundTrip(const std::string &destination, const std::string &command,
-                   const std::string &params = {}, MessageType expected = MessageType::Ack)
-    {
-        const std::uint32_t seqn = ++m_seqn;
-        Message answer;
-        return writeMessage(makeMessage(m_name, destination, command, params, seqn)) &&
-               readFrame(answer) && answer.seqn() == seqn && answer.command() == command &&
-               answer.type() == expected;
-    }
-    bool registerAs(const std::string &name)
-    {
-        m_name = name;
-        return roundTrip("clientmgr", "register", "local");
-    }
-    bool isServed() { return roundTrip("clientmgr", "ping", {}, MessageType::NAck); }
-
-private:
-    std::string m_name = "anonymous";
-    std::uint32_t m_seqn = 0;
-};
-
-class RouterReliabilityTest : public ::testing::Test
+class RouterReliabilityTest : public RouterTest
 {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(router.start());
-        bystander = connect();
-        ASSERT_TRUE(bystander->registerAs("bystander"));
-        baselineKiB = residentKiB();
+        RouterTest::SetUp();
+        if (!HasFatalFailure()) {
+            bystander = registered("bystander");
+            baselineKiB = residentKiB();
+        }
     }
-    // A clean SIGTERM exit after everything: the router never crashed.
-    void TearDown() override { EXPECT_EQ(router.stop(), 0) << log(); }
-
-    std::unique_ptr<Peer> connect(int receiveBuffer = 0)
-    {
-        auto peer = std::make_unique<Peer>(router.port(), receiveBuffer);
-        EXPECT_TRUE(peer->isConnected());
-        return peer;
-    }
-    bool logNames(int port, const std::string &what)
-    {
-        return router.waitForStandardError(
-            QString::fromStdString("closing 127.0.0.1:" + std::to_string(port) + what),
-            LoopbackPeer::kTimeoutMs);
-    }
-    std::string log() const { return router.standardError().toStdString(); }
 
     long residentKiB() const
     {
@@ -121,32 +69,9 @@ protected:
         return -1;
     }
 
-    RouterProcess router;
-    std::unique_ptr<Peer> bystander;
+    std::unique_ptr<RouterPeer> bystander;
     long baselineKiB = 0;
 };
-
-// Forks a client that connects, writes bytes and waits to be killed. Returns its local port
-// and pid through the out parameters.
-bool startDoomedClient(int routerPort, const std::string &bytes, int &port, pid_t &pid)
-{
-    int channel[2];
-    if (pipe(channel) != 0)
-        return false;
-    pid = fork();
-    if (pid == 0) {
-        Peer doomed(routerPort);
-        const int localPort =
-            doomed.registerAs("doomed") && doomed.write(bytes) ? doomed.port() : 0;
-        [[maybe_unused]] const auto written = ::write(channel[1], &localPort, sizeof localPort);
-        for (;;)
-            pause();
-    }
-    close(channel[1]);
-    const bool told = pid > 0 && read(channel[0], &port, sizeof port) == sizeof port && port > 0;
-    close(channel[0]);
-    return told;
-}
 
 } // namespace
 
@@ -155,77 +80,76 @@ bool startDoomedClient(int routerPort, const std::string &bytes, int &port, pid_
 TEST_F(RouterReliabilityTest, OffendersAreClosedAndNamedWhileOthersAreServed)
 {
     const std::string valid = encoded(makeMessage("offender", "bystander", "get", "KEY", 7));
-    std::string badSizes = lengthField(200) + std::string{1, 1, 0, 0} + randomBytes(196, 99);
+    std::string badVersion = valid;
+    badVersion[4] = 2;
+    std::string fanOutNotification =
+        encoded(makeMessage("offender", "bystander", "n", "", 0, MessageType::Notification));
+    fanOutNotification[6] = frame::kFlagFanOut;
+    const std::string malformed = "malformed frame";
     struct Row
     {
-        std::string name;
-        std::string bytes;
+        std::string name, bytes;
         bool hangUp;
         std::string reason;
     };
     std::vector<Row> rows = {
-        {"length over the limit", lengthField(frame::kMaxBodyLength + 1), false,
-         " (offender): malformed frame"},
-        {"length under the minimum", lengthField(frame::kMinBodyLength - 1), false,
-         " (offender): malformed frame"},
-        {"field sizes that do not add up", badSizes, false, " (offender): malformed frame"},
+        {"length over the limit", lengthField(frame::kMaxBodyLength + 1), false, malformed},
+        {"length under the minimum", lengthField(frame::kMinBodyLength - 1), false, malformed},
+        {"field sizes that do not add up",
+         lengthField(200) + std::string{1, 1, 0, 0} + randomBytes(196, 99), false, malformed},
+        {"version 2", badVersion, false, malformed},
+        {"fan-out flag on a notification", fanOutNotification, false, malformed},
         {"truncated frame, then hang-up", valid.substr(0, valid.size() / 2), true,
-         " (offender): peer closed the connection in the middle of a frame"},
+         "peer closed the connection in the middle of a frame"},
     };
     for (unsigned stream = 1; stream <= 16; ++stream) {
         rows.push_back({"random bytes, stream " + std::to_string(stream),
-                        randomBytes(1 + stream * 997, stream), false,
-                        " (offender): malformed frame"});
+                        randomBytes(1 + stream * 997, stream), false, malformed});
     }
-
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
-        auto offender = connect();
-        ASSERT_TRUE(offender->registerAs("offender"));
+        auto offender = registered("offender");
         ASSERT_TRUE(offender->write(row.bytes));
         if (row.hangUp)
             offender->closeConnection();
         else
             EXPECT_TRUE(offender->waitForClose());
-        EXPECT_TRUE(logNames(offender->port(), row.reason)) << log();
-        EXPECT_TRUE(bystander->isServed());
-        // The name was released with the connection.
-        EXPECT_TRUE(connect()->registerAs("offender"));
+        EXPECT_TRUE(logCloses(offender->port(), "offender", row.reason)) << log();
+        EXPECT_TRUE(bystander->pingAnsweredNext());
+        registered("offender"); // the name went with the connection
     }
 }
 
+// A forked client writes half a frame and is killed.
 TEST_F(RouterReliabilityTest, ClientKilledInTheMiddleOfAFrame)
 {
-    const std::string valid = encoded(makeMessage("doomed", "bystander", "get", "KEY", 3));
+    int channel[2];
+    ASSERT_EQ(pipe(channel), 0);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        RouterPeer doomed(router.port());
+        const std::string valid = encoded(makeMessage("doomed", "bystander", "get", "KEY", 3));
+        const auto answer = doomed.registerAs("doomed");
+        const int port =
+            answer && answer->type() == MessageType::Ack && doomed.write(valid.substr(0, 11))
+                ? doomed.port()
+                : 0;
+        [[maybe_unused]] const auto written = ::write(channel[1], &port, sizeof port);
+        for (;;)
+            pause();
+    }
+    close(channel[1]);
     int port = 0;
-    pid_t pid = -1;
-    ASSERT_TRUE(startDoomedClient(router.port(), valid.substr(0, 11), port, pid));
-    ASSERT_TRUE(bystander->isServed()); // the half frame has reached the router
+    const bool told = pid > 0 && read(channel[0], &port, sizeof port) == sizeof port && port > 0;
+    close(channel[0]);
+    ASSERT_TRUE(told);
+    ASSERT_TRUE(bystander->pingAnsweredNext()); // the half frame has reached the router
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
-    EXPECT_TRUE(logNames(port, " (doomed): peer closed the connection in the middle of a frame"))
+    EXPECT_TRUE(logCloses(port, "doomed", "peer closed the connection in the middle of a frame"))
         << log();
-    EXPECT_TRUE(bystander->isServed());
-    EXPECT_TRUE(connect()->registerAs("doomed"));
-}
-
-// A sender that trickles its frame in byte by byte holds up nobody, and the frame arrives.
-TEST_F(RouterReliabilityTest, FrameTrickledByteByByteArrivesWhole)
-{
-    auto slow = connect();
-    ASSERT_TRUE(slow->registerAs("slow"));
-    const std::string bytes = encoded(
-        makeMessage("slow", "bystander", "note", "VNC_USERS,2", 0, MessageType::Notification));
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        ASSERT_TRUE(slow->write(bytes.substr(i, 1)));
-        if (i % 8 == 0) {
-            ASSERT_TRUE(bystander->isServed()) << "after byte " << i;
-        }
-    }
-    Message arrived;
-    ASSERT_TRUE(bystander->readFrame(arrived));
-    EXPECT_EQ(arrived.source(), "slow");
-    EXPECT_EQ(arrived.params(), "VNC_USERS,2");
+    EXPECT_TRUE(bystander->pingAnsweredNext());
+    registered("doomed");
 }
 
 // 500 clients at once, three times over, then 500 that come and go one after another: every
@@ -236,58 +160,68 @@ TEST_F(RouterReliabilityTest, FiveHundredConnectionsOpeningAndClosing)
     constexpr int kClients = 500;
     long afterFirstRoundKiB = 0;
     for (int round = 0; round < 3; ++round) {
-        std::vector<std::unique_ptr<Peer>> clients;
+        std::vector<std::unique_ptr<RouterPeer>> clients;
         for (int i = 0; i < kClients; ++i) {
-            clients.push_back(connect());
-            ASSERT_TRUE(clients.back()->registerAs("c" + std::to_string(i))) << i;
+            clients.push_back(registered("c" + std::to_string(i)));
+            ASSERT_FALSE(HasFailure()) << "client " << i;
         }
-        ASSERT_TRUE(bystander->isServed());
+        ASSERT_TRUE(bystander->pingAnsweredNext());
         clients.clear();
         // Names are released once the router has seen the hang-ups.
         for (const int i : {0, kClients / 2, kClients - 1})
-            EXPECT_TRUE(connect()->registerAs("c" + std::to_string(i))) << i;
+            registered("c" + std::to_string(i));
         if (round == 0)
             afterFirstRoundKiB = residentKiB();
     }
     for (int i = 0; i < kClients; ++i)
         connect(); // opened and closed at once, without a word
-    EXPECT_TRUE(bystander->isServed());
+    EXPECT_TRUE(bystander->pingAnsweredNext());
     if (kMeasureMemory) {
         EXPECT_LE(residentKiB(), afterFirstRoundKiB + kSlackKiB)
             << "first round " << afterFirstRoundKiB << " KiB, baseline " << baselineKiB;
     }
 }
 
-// Two clients that never read are flooded at once; each is dropped at its queue limit, the
-// bystander is served throughout, and the router never holds much more than the two queues.
-TEST_F(RouterReliabilityTest, ClientsThatNeverReadCostAtMostTheirQueues)
+// Two clients that never read are flooded at once with commands. Each is dropped only once its
+// queue is past the limit, and from then on its name is unknown; the bystander is served
+// throughout, and the router never holds much more than the two queues.
+TEST_F(RouterReliabilityTest, ClientsThatNeverReadAreDroppedAtTheQueueLimit)
 {
-    auto producer = connect();
-    ASSERT_TRUE(producer->registerAs("producer"));
-    const std::vector<std::string> names = {"sink1", "sink2"};
-    std::vector<std::unique_ptr<Peer>> sinks;
-    for (const std::string &name : names) {
-        sinks.push_back(connect(4096));
-        ASSERT_TRUE(sinks.back()->registerAs(name));
-    }
-
+    auto producer = registered("producer");
+    const std::string names[] = {"sink1", "sink2"};
+    const std::unique_ptr<RouterPeer> sinks[] = {registered(names[0], 4096),
+                                                 registered(names[1], 4096)};
+    const std::string params(512 * 1024, 'x');
+    std::vector<int> sinkOf = {-1}; // by seqn
+    std::size_t sent[2] = {0, 0};
+    bool gone[2] = {false, false};
     long peakKiB = 0;
-    // Notifications to a vanished name are dropped silently, so the flood runs a fixed
-    // length: three times what both queues can hold.
-    for (int i = 0; i < 3 * 2 * 16; ++i) {
-        ASSERT_TRUE(producer->writeMessage(makeMessage("producer", names[i % 2], "dump",
-                                                       std::string(512 * 1024, 'x'), 0,
-                                                       MessageType::Notification)));
-        ASSERT_TRUE(bystander->isServed()) << "after frame " << i;
+    for (std::uint32_t seqn = 1; !(gone[0] && gone[1]) && seqn < 400; ++seqn) {
+        const int sink = gone[0] ? 1 : gone[1] ? 0 : int(seqn % 2);
+        sinkOf.push_back(sink);
+        ASSERT_TRUE(
+            producer->writeMessage(makeMessage("producer", names[sink], "dump", params, seqn)));
+        sent[sink] += params.size();
+        ASSERT_TRUE(bystander->pingAnsweredNext()) << "after frame " << seqn;
         peakKiB = std::max(peakKiB, residentKiB());
+        while (const auto refused = producer->receive(0)) {
+            ASSERT_LT(refused->seqn(), sinkOf.size());
+            const int refusedSink = sinkOf[refused->seqn()];
+            EXPECT_EQ(refused, routerReply(MessageType::Error, refused->seqn(), "dump", "producer",
+                                           kUnknownDestination));
+            gone[refusedSink] = true;
+        }
     }
-    for (std::size_t i = 0; i < sinks.size(); ++i) {
-        EXPECT_TRUE(logNames(sinks[i]->port(), " (" + names[i] + "): outgoing queue")) << log();
+    for (int i : {0, 1}) {
+        SCOPED_TRACE(names[i]);
+        EXPECT_TRUE(gone[i]);
+        EXPECT_GT(sent[i], std::size_t(kQueueLimitKiB) * 1024);
+        EXPECT_TRUE(logCloses(sinks[i]->port(), names[i], "outgoing queue")) << log();
         EXPECT_TRUE(sinks[i]->waitForClose());
     }
     if (kMeasureMemory) {
         EXPECT_LE(peakKiB, baselineKiB + 2 * kQueueLimitKiB + kReadBudgetKiB + kSlackKiB)
             << "baseline " << baselineKiB << " KiB";
     }
-    EXPECT_TRUE(connect()->registerAs("sink1"));
+    registered("sink1");
 }

@@ -11,11 +11,19 @@ class DaemonProcess : public ManagedProcess
 {
 public:
     DaemonProcess(const QString &programName, const QStringList &args,
-                  const QProcessEnvironment &environment);
+                  const QProcessEnvironment &environment)
+        : ManagedProcess(programName)
+    {
+        setEnvironment(environment);
+        started = launch(args);
+    }
 
     // The exit status once it has ended by itself; -1 for a crash (qFatal aborts), -2 when it
     // still runs after timeoutMs.
-    int exitStatus(int timeoutMs = 30000);
+    int exitStatus(int timeoutMs = 30000)
+    {
+        return waitUntil([this] { return !isRunning(); }, timeoutMs) ? stop() : -2;
+    }
 
     bool started = false;
 };

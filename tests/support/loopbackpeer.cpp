@@ -3,7 +3,6 @@
 #include "platform/message/frame.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -19,69 +18,62 @@ using Clock = std::chrono::steady_clock;
 
 int millisecondsLeft(Clock::time_point deadline)
 {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-    return left.count() > 0 ? static_cast<int>(left.count()) : 0;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    return left.count() > 0 ? int(left.count()) : 0;
 }
 
 bool waitReadable(int fd, int timeoutMs)
 {
     pollfd entry{fd, POLLIN, 0};
     int ready;
-    do {
-        ready = ::poll(&entry, 1, timeoutMs);
-    } while (ready < 0 && errno == EINTR);
+    while ((ready = ::poll(&entry, 1, timeoutMs)) < 0 && errno == EINTR) {
+    }
     return ready > 0;
 }
 
-sockaddr_in loopbackAddress(int port)
+// A socket bound (port 0: any port) or connected to 127.0.0.1:port; -1 on failure.
+int loopbackSocket(int port, bool connect, int receiveBuffer = 0)
 {
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
+    const int on = 1;
+    if (receiveBuffer > 0)
+        ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    const auto *raw = reinterpret_cast<const sockaddr *>(&address);
+    if (fd >= 0 &&
+        (connect ? ::connect(fd, raw, sizeof address) : ::bind(fd, raw, sizeof address)) == 0)
+        return fd;
+    if (fd >= 0)
+        ::close(fd);
+    return -1;
 }
 
 int localPort(int fd)
 {
     sockaddr_in address{};
     socklen_t length = sizeof address;
-    if (::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
-        throw std::runtime_error("getsockname failed");
+    ::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length);
     return ntohs(address.sin_port);
 }
 
 } // namespace
 
 LoopbackPeer::LoopbackPeer()
+    : m_listenFd(loopbackSocket(0, false))
 {
-    m_listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopbackAddress(0);
-    if (m_listenFd < 0 ||
-        ::bind(m_listenFd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-        ::listen(m_listenFd, 4) != 0)
+    if (m_listenFd < 0 || ::listen(m_listenFd, 4) != 0)
         throw std::runtime_error("cannot listen on loopback");
     m_port = localPort(m_listenFd);
 }
 
 LoopbackPeer::LoopbackPeer(int port, int receiveBuffer)
-{
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0)
-        throw std::runtime_error("cannot create a socket");
-    if (receiveBuffer > 0)
-        ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-    const int on = 1;
-    ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    const sockaddr_in address = loopbackAddress(port);
-    if (::connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        ::close(fd); // isConnected() tells the test
-        return;
-    }
-    m_fd = fd;
-    m_port = localPort(fd);
-}
+    : m_fd(loopbackSocket(port, true, receiveBuffer))
+    , m_port(m_fd >= 0 ? localPort(m_fd) : 0)
+{}
 
 LoopbackPeer::~LoopbackPeer()
 {
@@ -92,9 +84,8 @@ LoopbackPeer::~LoopbackPeer()
 
 bool LoopbackPeer::accept(int timeoutMs)
 {
-    if (m_listenFd < 0 || !waitReadable(m_listenFd, timeoutMs))
-        return false;
-    m_fd = ::accept4(m_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
+    if (m_listenFd >= 0 && waitReadable(m_listenFd, timeoutMs))
+        m_fd = ::accept4(m_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
     return m_fd >= 0;
 }
 
@@ -107,6 +98,7 @@ bool LoopbackPeer::readFrame(Message &message, int timeoutMs)
             m_buffer.erase(0, result.consumed);
             return true;
         }
+        // Whatever the kernel already holds is taken even with a time-out of 0.
         if (result.status == frame::DecodeStatus::Malformed ||
             !readMore(millisecondsLeft(deadline)))
             return false;
@@ -123,15 +115,14 @@ bool LoopbackPeer::waitForClose(int timeoutMs)
 
 bool LoopbackPeer::write(const std::string &bytes)
 {
-    std::size_t written = 0;
-    while (written < bytes.size()) {
+    for (std::size_t written = 0; written < bytes.size();) {
         const ssize_t count =
             ::send(m_fd, bytes.data() + written, bytes.size() - written, MSG_NOSIGNAL);
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0)
             return false;
-        written += static_cast<std::size_t>(count);
+        written += std::size_t(count);
     }
     return true;
 }
@@ -155,13 +146,10 @@ bool LoopbackPeer::readMore(int timeoutMs)
         return false;
     char chunk[65536];
     ssize_t count;
-    do {
-        count = ::recv(m_fd, chunk, sizeof chunk, 0);
-    } while (count < 0 && errno == EINTR);
-    if (count <= 0) {
-        m_ended = true; // end of stream or reset
-        return false;
+    while ((count = ::recv(m_fd, chunk, sizeof chunk, 0)) < 0 && errno == EINTR) {
     }
-    m_buffer.append(chunk, static_cast<std::size_t>(count));
-    return true;
+    m_ended = count <= 0; // end of stream or reset
+    if (!m_ended)
+        m_buffer.append(chunk, std::size_t(count));
+    return !m_ended;
 }

@@ -20,31 +20,28 @@ inline Message makeMessage(const std::string &source, const std::string &destina
     return message;
 }
 
-// One end of a TCP connection on 127.0.0.1 that reads and writes raw frames, so tests can play
-// the router for a Client or a router client that writes anything (a false source, broken
-// frames). No Qt; every wait is bounded.
+// One end of a TCP connection on 127.0.0.1 that reads and writes raw frames, so a test can play
+// the router for a Client, or be a router client that writes anything. No Qt; every wait is
+// bounded.
 class LoopbackPeer
 {
 public:
     static constexpr int kTimeoutMs = 10000;
 
-    // Listens on a kernel-chosen port (port()); accept() takes one connection.
+    // Listens on a kernel-chosen port; accept() takes one connection.
     LoopbackPeer();
-    // Connects to port. receiveBuffer > 0 shrinks the receive buffer before connecting, so the
-    // advertised window stays small and a peer that stops reading backs up early.
+    // Connects to port. receiveBuffer > 0 shrinks the receive buffer first, so that a peer
+    // that stops reading backs up early.
     explicit LoopbackPeer(int port, int receiveBuffer = 0);
     ~LoopbackPeer();
-
     LoopbackPeer(const LoopbackPeer &) = delete;
     LoopbackPeer &operator=(const LoopbackPeer &) = delete;
 
     // The listening port, or the local port of the connection when this end connected.
     int port() const { return m_port; }
     bool isConnected() const { return m_fd >= 0; }
-
     bool accept(int timeoutMs = kTimeoutMs);
-    // The next frame; false on time-out, end of stream or a malformed frame. Whatever the
-    // kernel already holds is taken even with a time-out of 0.
+    // The next frame; false on time-out, end of stream or a malformed frame.
     bool readFrame(Message &message, int timeoutMs = kTimeoutMs);
     // True once the other side has closed the connection; what still arrives is discarded.
     bool waitForClose(int timeoutMs = kTimeoutMs);

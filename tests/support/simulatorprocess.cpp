@@ -1,7 +1,15 @@
 #include "simulatorprocess.h"
 
 #include <QJsonDocument>
-#include <QJsonParseError>
+
+namespace {
+
+bool isEvent(const QJsonObject &event, const QString &name)
+{
+    return event.value(QStringLiteral("event")).toString() == name;
+}
+
+} // namespace
 
 SimulatorProcess::SimulatorProcess()
     : ManagedProcess(QStringLiteral("instrument-sim"))
@@ -15,33 +23,22 @@ bool SimulatorProcess::start(quint16 routerPort, const QStringList &extraArgs, i
     m_pendingLine.clear();
     m_events.clear();
     m_matched.clear();
-    if (!launch(QStringList{QStringLiteral("--port"), QString::number(routerPort)} + extraArgs)) {
-        return false;
-    }
-    const EventPredicate isReady = [](const QJsonObject &event) {
-        return event.value(QStringLiteral("event")).toString() == QLatin1String("ready");
-    };
-    bool exited = false;
-    const bool ready = waitUntil(
-        [&] {
-            exited = !isRunning();
-            return exited || findUnmatched(isReady) >= 0;
-        },
-        timeoutMs);
-    if (!ready || exited) {
+    const auto ready = [](const QJsonObject &event) { return isEvent(event, "ready"); };
+    const bool started =
+        launch(QStringList{QStringLiteral("--port"), QString::number(routerPort)} + extraArgs) &&
+        waitUntil([&] { return !isRunning() || findUnmatched(ready) >= 0; }, timeoutMs) &&
+        isRunning() && waitForEvent(ready, 0);
+    if (!started) {
         qWarning("instrument-sim did not get ready; its standard error:\n%s",
                  qPrintable(standardError()));
         kill();
-        return false;
     }
-    m_matched[findUnmatched(isReady)] = true;
-    return true;
+    return started;
 }
 
 bool SimulatorProcess::command(const QString &line)
 {
-    QByteArray bytes = line.toUtf8();
-    bytes += '\n';
+    const QByteArray bytes = line.toUtf8() + '\n';
     return process().write(bytes) == bytes.size() && process().waitForBytesWritten(5000);
 }
 
@@ -51,9 +48,7 @@ bool SimulatorProcess::sync(int timeoutMs)
     return command(QStringLiteral("echo ") + marker) &&
            waitForEvent(
                [&](const QJsonObject &event) {
-                   return event.value(QStringLiteral("event")).toString() ==
-                              QLatin1String("echo") &&
-                          event.value(QStringLiteral("text")).toString() == marker;
+                   return isEvent(event, "echo") && event.value("text").toString() == marker;
                },
                timeoutMs);
 }
@@ -61,13 +56,11 @@ bool SimulatorProcess::sync(int timeoutMs)
 bool SimulatorProcess::waitForEvent(const EventPredicate &match, int timeoutMs, QJsonObject *out)
 {
     int index = -1;
-    if (!waitUntil([&] { return (index = findUnmatched(match)) >= 0; }, timeoutMs)) {
+    if (!waitUntil([&] { return (index = findUnmatched(match)) >= 0; }, timeoutMs))
         return false;
-    }
     m_matched[index] = true;
-    if (out) {
+    if (out)
         *out = m_events.at(index);
-    }
     return true;
 }
 
@@ -76,9 +69,8 @@ bool SimulatorProcess::waitForEvent(const QString &event, const QString &command
 {
     return waitForEvent(
         [&](const QJsonObject &candidate) {
-            return candidate.value(QStringLiteral("event")).toString() == event &&
-                   (command.isEmpty() ||
-                    candidate.value(QStringLiteral("command")).toString() == command);
+            return isEvent(candidate, event) &&
+                   (command.isEmpty() || candidate.value("command").toString() == command);
         },
         timeoutMs, out);
 }
@@ -88,9 +80,8 @@ bool SimulatorProcess::waitForRecv(const QString &to, const QString &command, in
 {
     return waitForEvent(
         [&](const QJsonObject &candidate) {
-            return candidate.value(QStringLiteral("event")).toString() == QLatin1String("recv") &&
-                   candidate.value(QStringLiteral("to")).toString() == to &&
-                   candidate.value(QStringLiteral("command")).toString() == command;
+            return isEvent(candidate, "recv") && candidate.value("to").toString() == to &&
+                   candidate.value("command").toString() == command;
         },
         timeoutMs, out);
 }
@@ -98,22 +89,17 @@ bool SimulatorProcess::waitForRecv(const QString &to, const QString &command, in
 void SimulatorProcess::readStandardOutput()
 {
     m_pendingLine += process().readAllStandardOutput();
-    int newline;
-    while ((newline = m_pendingLine.indexOf('\n')) >= 0) {
+    for (int newline; (newline = m_pendingLine.indexOf('\n')) >= 0;) {
         const QByteArray line = m_pendingLine.left(newline);
         m_pendingLine.remove(0, newline + 1);
-        if (line.trimmed().isEmpty()) {
+        if (line.trimmed().isEmpty())
             continue;
-        }
-        QJsonParseError error;
-        const QJsonDocument document = QJsonDocument::fromJson(line, &error);
-        if (error.error == QJsonParseError::NoError && document.isObject()) {
-            m_events.append(document.object());
-        } else {
+        const QJsonDocument document = QJsonDocument::fromJson(line);
+        if (!document.isObject())
             qWarning("instrument-sim wrote a line that is not a JSON object: %s", line.constData());
-            m_events.append(QJsonObject{{QStringLiteral("event"), QStringLiteral("invalid-json")},
-                                        {QStringLiteral("line"), QString::fromUtf8(line)}});
-        }
+        m_events.append(document.isObject() ? document.object()
+                                            : QJsonObject{{"event", "invalid-json"},
+                                                          {"line", QString::fromUtf8(line)}});
         m_matched.append(false);
     }
 }
@@ -121,9 +107,8 @@ void SimulatorProcess::readStandardOutput()
 int SimulatorProcess::findUnmatched(const EventPredicate &match) const
 {
     for (int i = 0; i < m_events.size(); ++i) {
-        if (!m_matched.at(i) && match(m_events.at(i))) {
+        if (!m_matched.at(i) && match(m_events.at(i)))
             return i;
-        }
     }
     return -1;
 }
