@@ -5,7 +5,6 @@
 //
 // GLYPHD_UNIT_DIR names the units to read (the installed ones in the package test); by
 // default they are the build's copies, which name the programs in the build tree.
-#include "app/csystemtraywaiter.h"
 #include "app/trayitemtable.h"
 #include "daemonprocess.h"
 #include "msgpeerrun.h"
@@ -102,8 +101,6 @@ private slots:
     void initTestCase();
     void cleanup();
 
-    // First: the tray host comes up during it.
-    void trayWaiterFindsALateHost();
     void startupFailures_data();
     void startupFailures();
     void registersLocallyUnderItsName();
@@ -162,8 +159,6 @@ bool TestGlyphd::startServices(const QStringList &simulatorArgs)
 
 bool TestGlyphd::startGlyphd(const QStringList &options)
 {
-    if (!m_desktop.ensureHost())
-        return false;
     QProcessEnvironment environment = m_desktop.environment();
     environment.insert(QStringLiteral("GLYPHD_OPTIONS"), options.join(' '));
     for (const char *name : {"QRX4400_CONFIGURED", "RAB_CONFIGURED"}) {
@@ -176,32 +171,6 @@ bool TestGlyphd::startGlyphd(const QStringList &options)
     environment.insert(QStringLiteral("NOTIFY_SOCKET"), m_glyphdNotify->path());
     m_glyphd = std::make_unique<DaemonProcess>(command.value(0), command.mid(1), environment);
     return m_glyphd->started;
-}
-
-void TestGlyphd::trayWaiterFindsALateHost()
-{
-    int qtChecks = 0;
-    bool qtAnswer = true;
-    // Without a session bus (an X11 tray) Qt alone decides.
-    glyphd::CSystemTrayWaiter noBus(QDBusConnection(QStringLiteral("never-connected")),
-                                    [&qtChecks] { return ++qtChecks > 0; });
-    QVERIFY(noBus.isTrayAvailable());
-    QCOMPARE(qtChecks, 1);
-
-    qtChecks = 0;
-    glyphd::CSystemTrayWaiter waiter(m_desktop.bus(), [&] {
-        ++qtChecks;
-        return qtAnswer;
-    });
-    QVERIFY(!waiter.isTrayAvailable()); // a session bus without a host: Qt is not asked
-    QCOMPARE(qtChecks, 0);
-
-    m_desktop.startHost();
-    waiter.waitForTray();
-    QVERIFY(m_desktop.hostIsUp());
-    QCOMPARE(qtChecks, 1);
-    qtAnswer = false; // e.g. a platform without tray support: Qt still has the last word
-    QVERIFY(!waiter.isTrayAvailable());
 }
 
 void TestGlyphd::startupFailures_data()
@@ -235,10 +204,8 @@ void TestGlyphd::registersLocallyUnderItsName()
     QVERIFY(startGlyphd({"--clientName", "tray2", "--port", QString::number(router.port())}));
     Message registration;
     QVERIFY(router.accept(30000) && router.readFrame(registration, 30000));
-    QCOMPARE(registration.command(), std::string("register"));
-    QCOMPARE(registration.source(), std::string("tray2"));
-    QCOMPARE(registration.destination(), std::string("clientmgr"));
-    QCOMPARE(registration.params(), std::string("local"));
+    QCOMPARE(registration,
+             makeMessage("tray2", "clientmgr", "register", "local", registration.seqn()));
 }
 
 // A control panel that refuses twice and then accepts; while it cannot answer at all (stopped),

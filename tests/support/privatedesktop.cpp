@@ -7,16 +7,15 @@ namespace {
 const char kWatcher[] = "org.kde.StatusNotifierWatcher";
 const char kConnectionName[] = "desktop";
 
-// Prints "BUS-ADDRESS DISPLAY" once both are up, then starts the tray host on any input line.
+// Prints "BUS-ADDRESS DISPLAY" once both are up and starts the tray host, then waits.
 // Ended by SIGTERM, the shell stops all it started; killed, it takes them along anyway.
 const char kDesktopScript[] = R"(
 source "$1" || exit 1
 desktop_init
 desktop_start_bus && desktop_start_xvfb || exit 1
 echo "$DBUS_SESSION_BUS_ADDRESS $DISPLAY"
-while read -r _; do
-    desktop_spawn host "$DESKTOP_PYTHON" "$DESKTOP_SCRIPTS_DIR/sni_host.py"
-done
+desktop_spawn host "$DESKTOP_PYTHON" "$DESKTOP_SCRIPTS_DIR/sni_host.py"
+read -r _
 )";
 
 } // namespace
@@ -44,30 +43,7 @@ bool PrivateDesktop::start()
     m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
     m_environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
     m_environment.remove(QStringLiteral("NOTIFY_SOCKET"));
-    return QDBusConnection::connectToBus(words.value(0), kConnectionName).isConnected();
-}
-
-void PrivateDesktop::startHost()
-{
-    process().write("host\n");
-    process().waitForBytesWritten(10000); // the caller may block without an event loop
-}
-
-bool PrivateDesktop::hostIsUp() const
-{
-    return bus().interface()->isServiceRegistered(kWatcher).value();
-}
-
-bool PrivateDesktop::ensureHost(int timeoutMs)
-{
-    if (hostIsUp()) {
-        return true;
-    }
-    startHost();
-    return waitUntil([this] { return hostIsUp(); }, timeoutMs);
-}
-
-QDBusConnection PrivateDesktop::bus() const
-{
-    return QDBusConnection(kConnectionName);
+    const QDBusConnection bus = QDBusConnection::connectToBus(words.value(0), kConnectionName);
+    return bus.isConnected() &&
+           waitUntil([&] { return bus.interface()->isServiceRegistered(kWatcher).value(); }, 30000);
 }
