@@ -239,7 +239,11 @@ void TestGlyphd::readyOnlyAfterTheControlPanelRegistration()
 
     QVERIFY(m_simulator->command(QStringLiteral("send homepage glyphd 1 frobnicate 1")));
     QJsonObject sent, nack;
-    QVERIFY(m_simulator->waitForEvent("sent", "frobnicate", 10000, &sent));
+    QVERIFY(m_simulator->waitForEvent(
+        [](const QJsonObject &event) {
+            return event.value("event") == "sent" && event.value("command") == "frobnicate";
+        },
+        10000, &sent));
     QVERIFY(m_simulator->waitForRecv("homepage", "frobnicate", 10000, &nack));
     QCOMPARE(nack.value("type").toInt(), 3);
     QCOMPARE(nack.value("from").toString(), QStringLiteral("glyphd"));

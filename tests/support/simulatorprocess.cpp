@@ -64,17 +64,6 @@ bool SimulatorProcess::waitForEvent(const EventPredicate &match, int timeoutMs, 
     return true;
 }
 
-bool SimulatorProcess::waitForEvent(const QString &event, const QString &command, int timeoutMs,
-                                    QJsonObject *out)
-{
-    return waitForEvent(
-        [&](const QJsonObject &candidate) {
-            return isEvent(candidate, event) &&
-                   (command.isEmpty() || candidate.value("command").toString() == command);
-        },
-        timeoutMs, out);
-}
-
 bool SimulatorProcess::waitForRecv(const QString &to, const QString &command, int timeoutMs,
                                    QJsonObject *out)
 {

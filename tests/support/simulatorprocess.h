@@ -34,10 +34,6 @@ public:
     // Waits for the first unmatched event that match accepts, and copies it to *out.
     bool waitForEvent(const EventPredicate &match, int timeoutMs = 5000,
                       QJsonObject *out = nullptr);
-    // The same for an event named event ("recv", "sent", ...) whose "command" is command; an
-    // empty command matches any.
-    bool waitForEvent(const QString &event, const QString &command = QString(),
-                      int timeoutMs = 5000, QJsonObject *out = nullptr);
     // A message with that command received by the simulator's client to ("ctrlpanelsvc", ...).
     bool waitForRecv(const QString &to, const QString &command, int timeoutMs = 5000,
                      QJsonObject *out = nullptr);
