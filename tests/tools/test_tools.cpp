@@ -27,15 +27,10 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_router.start());
-        QVERIFY(m_simulator.start(
-            m_router.port(), {"--set", "VNC_USERS=2", "--set", "WIFI_CONNECT_STATUS=ASSOCIATED"}));
+        QVERIFY(m_simulator.start(m_router.port(), {"--set", "VNC_USERS=2"}));
     }
 
-    void init()
-    {
-        QVERIFY(simulatorDoes("mode get ack"));
-        QVERIFY(simulatorDoes("mode register ack"));
-    }
+    void init() { QVERIFY(simulatorDoes("mode get ack")); }
 
     // Both end cleanly on SIGTERM.
     void cleanupTestCase()
@@ -72,14 +67,6 @@ private slots:
                                              << "ERROR 5 clientmgr \"Error: unknown destination\"\n"
                                              << 1;
         QTest::newRow("usage") << QString() << QStringList{"ctrlpanelsvc"} << QString() << 64;
-        // Refused as often as asked (here once), then accepted.
-        QTest::newRow("refused register")
-            << "mode register nack 1" << QStringList{"ctrlpanelsvc", "register", "YES"}
-            << "NACK 3 ctrlpanelsvc \"Error: not ready\"\n"
-            << 1;
-        QTest::newRow("register") << QString() << QStringList{"ctrlpanelsvc", "register", "YES"}
-                                  << "ACK 2 ctrlpanelsvc\n"
-                                  << 0;
     }
 
     void msgPeerPrintsTheReply()
