@@ -4,7 +4,7 @@
 #include "platform/os/systemdnotify.h"
 
 #include <QApplication>
-#include <QPainter>
+#include <QColor>
 #include <QPixmap>
 #include <QSocketNotifier>
 #include <QSystemTrayIcon>
@@ -20,12 +20,11 @@ namespace {
 
 constexpr int kIcons = 14;
 
-QIcon numberedIcon(int number)
+// A plain square of its own colour: no text, so no font is loaded that the daemon would not load.
+QIcon plainIcon(int number)
 {
     QPixmap pixmap(22, 22);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.drawText(pixmap.rect(), Qt::AlignCenter, QString::number(number));
+    pixmap.fill(QColor::fromHsv(number * 360 / kIcons, 200, 200));
     return QIcon(pixmap);
 }
 
@@ -47,7 +46,7 @@ int main(int argc, char **argv)
 
     std::vector<std::unique_ptr<QSystemTrayIcon>> icons;
     for (int i = 0; i < kIcons; ++i) {
-        icons.push_back(std::make_unique<QSystemTrayIcon>(numberedIcon(i)));
+        icons.push_back(std::make_unique<QSystemTrayIcon>(plainIcon(i)));
         icons.back()->setToolTip(QStringLiteral("icon %1").arg(i));
         icons.back()->show();
     }

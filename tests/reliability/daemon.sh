@@ -227,10 +227,10 @@ case_silent_home_page() {
         answer=$?
         ((answer != 2)) || e2e_fail "tap $tap: the daemon did not answer a command within 5 s"
         if ((tap % 2)); then
-            peer --type 5 glyphd notify 'LASER_WARNING,"True"'
+            peer --type 4 glyphd notify 'LASER_WARNING,"True"'
             item Vfl >/dev/null
         else
-            peer --type 5 glyphd notify 'LASER_WARNING,"False"'
+            peer --type 4 glyphd notify 'LASER_WARNING,"False"'
             "${TRAYCTL[@]}" find --tooltip Vfl --absent --timeout "$WAIT" >/dev/null ||
                 e2e_fail "tap $tap: the Vfl icon did not hide"
         fi
@@ -280,6 +280,7 @@ case_router_supervised() {
         e2e_fail "the daemon did not exit with status 1: $(grep exited "$DESKTOP_DIR/logs/supervisor.log")"
     e2e_start_router
     router_port >"$DESKTOP_DIR/port"
+    rm -f "$DESKTOP_DIR/sim.in" # the first simulator's pipe
     e2e_start_simulator --set VNC_USERS=2
     e2e_wait "$WAIT" "registration with the new control panel" \
         e2e_sim_saw event=recv from=glyphd command=register
