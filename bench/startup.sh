@@ -41,10 +41,11 @@ for ((i = 0; i < repetitions; ++i)); do
     run --name glyphd -- "${glyphd[@]}"
     run --name bare -- "${bare[@]}"
 done
-# Idle (the router's switches counted beside the daemon's) and the burst.
-run --name glyphd-idle --idle "$idle_seconds" --also "${DESKTOP_PIDS[router]}" \
+# Idle (the router's switches counted beside the daemon's) from 5 s after READY=1, once the
+# icons' one-shot 3 s balloon delay is over, then the burst.
+run --name glyphd-idle --settle 5 --idle "$idle_seconds" --also "${DESKTOP_PIDS[router]}" \
     --burst "$burst_count" --port "$port" -- "${glyphd[@]}"
-run --name bare-idle --idle "$idle_seconds" -- "${bare[@]}"
+run --name bare-idle --settle 5 --idle "$idle_seconds" -- "${bare[@]}"
 # Instructions up to READY=1.
 if command -v valgrind >/dev/null; then
     run --name glyphd-callgrind --callgrind --timeout 600 -- "${glyphd[@]}"
