@@ -72,19 +72,43 @@ def frame(source, destination, command, params, msg_type=4, seqn=0):
     return struct.pack(">I", len(body)) + body
 
 
-def burst(port, count, trayctl):
+def read_frame(peer):
+    def exact(size):
+        data = b""
+        while len(data) < size:
+            chunk = peer.recv(size - len(data))
+            if not chunk:
+                raise ConnectionError("the router closed the connection")
+            data += chunk
+        return data
+    body = exact(struct.unpack(">I", exact(4))[0])
+    return body[1], struct.unpack(">I", body[4:8])[0]  # type, seqn
+
+
+def burst(program, port, count, window, trayctl):
     """COUNT notifications the Vfl item takes without a change, then one that shows its icon:
-    once the icon is there the main thread has processed all of them."""
+    once the icon is there the main thread has processed all of them. With a window, a command
+    after every WINDOW notifications must be answered before more are sent (the daemon's
+    receive thread answers it once it has read everything before it), so the router never
+    queues more than a window for the daemon."""
     with socket.create_connection(("127.0.0.1", port)) as peer:
         peer.sendall(frame("burstpeer", "clientmgr", "register", "local", 1, 1))
-        peer.recv(4096)
+        read_frame(peer)
+        step = window or count
         block = frame("burstpeer", "glyphd", "notify", 'LASER_WARNING,"False"') * 1000
         start = time.monotonic()
-        for _ in range(count // 1000):
-            peer.sendall(block)
+        for seqn in range(2, 2 + count // step):
+            for _ in range(step // 1000):
+                peer.sendall(block)
+            if window:
+                peer.sendall(frame("burstpeer", "glyphd", "burst_sync", "", 1, seqn))
+                while read_frame(peer)[1] != seqn:
+                    pass
         peer.sendall(frame("burstpeer", "glyphd", "notify", 'LASER_WARNING,"True"'))
-        shown = subprocess.run(trayctl + ["find", "--tooltip", "Vfl", "--timeout", "600"],
-                               stdout=subprocess.DEVNULL).returncode == 0
+        shown = False
+        while not shown and program.poll() is None and time.monotonic() - start < 600:
+            shown = subprocess.run(trayctl + ["find", "--tooltip", "Vfl", "--timeout", "5"],
+                                   stdout=subprocess.DEVNULL).returncode == 0
         seconds = time.monotonic() - start
         peer.sendall(frame("burstpeer", "glyphd", "notify", 'LASER_WARNING,"False"'))
         return shown, seconds
@@ -97,6 +121,7 @@ def main():
     parser.add_argument("--idle", type=float, default=0)
     parser.add_argument("--also", type=int, action="append", default=[])
     parser.add_argument("--burst", type=int, default=0)
+    parser.add_argument("--window", type=int, default=0)
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--callgrind", action="store_true")
     parser.add_argument("--timeout", type=float, default=120)
@@ -133,8 +158,8 @@ def main():
             if args.burst:
                 trayctl = [sys.executable, os.path.join(os.path.dirname(__file__), "..",
                                                         "scripts", "desktop", "trayctl.py")]
-                shown, seconds = burst(args.port, args.burst, trayctl)
-                result.update(burst=args.burst, burst_processed=shown,
+                shown, seconds = burst(program, args.port, args.burst, args.window, trayctl)
+                result.update(burst=args.burst, window=args.window, burst_processed=shown,
                               burst_seconds=round(seconds, 2))
                 time.sleep(args.settle)
                 result["rss_after_burst_kib"] = status_kib(program.pid, "VmRSS")

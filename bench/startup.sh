@@ -44,7 +44,7 @@ done
 # Idle (the router's switches counted beside the daemon's) from 5 s after READY=1, once the
 # icons' one-shot 3 s balloon delay is over, then the burst.
 run --name glyphd-idle --settle 5 --idle "$idle_seconds" --also "${DESKTOP_PIDS[router]}" \
-    --burst "$burst_count" --port "$port" -- "${glyphd[@]}"
+    --burst "$burst_count" --window 20000 --port "$port" -- "${glyphd[@]}"
 run --name bare-idle --settle 5 --idle "$idle_seconds" -- "${bare[@]}"
 # Instructions up to READY=1.
 if command -v valgrind >/dev/null; then

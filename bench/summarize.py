@@ -116,14 +116,14 @@ def notify_table(results):
                 f"| {fmt(f50)} | {fmt(f99)} | {fmt(ratio(p50, f50), 2)} "
                 f"| {fmt(ratio(p99, f99), 2)} | {lost} |")
         bursts += [dict(e, mode=mode) for e in entries if e["run"].startswith("burst")]
-    lines += ["", "| Burst | ahead at most | CPU | processed | floor received | daemon still "
-              "connected | seconds | RSS before (KiB) | peak | after | after malloc_trim |",
-              "|---|---|---|---|---|---|---|---|---|---|---|"]
+    lines += ["", "| Burst | ahead at most | CPU | processed | floor received | seconds "
+              "| RSS before (KiB) | peak | after | after malloc_trim |",
+              "|---|---|---|---|---|---|---|---|---|---|"]
     for e in bursts:
         ahead = f"{e['window']:,}" if e.get("window") else "unbounded"
         lines.append(
             f"| {e['sent']:,} | {ahead} | {e['mode']} | {e['processed']:,} "
-            f"| {e['floor_received']:,} | {e.get('daemon_connected')} "
+            f"| {e['floor_received']:,} "
             f"| {e['seconds']} | {e['rss_before_kib']:,} | {e['rss_peak_kib']:,} "
             f"| {e['rss_after_kib']:,} | {e['rss_after_trim_kib']:,} |")
     return "\n".join(lines)

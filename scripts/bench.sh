@@ -4,7 +4,7 @@
 #   scripts/bench.sh            full run (a few minutes)
 #   scripts/bench.sh --quick    short run to check that everything works
 #   BENCH_PARTS="notify startup" scripts/bench.sh   only those parts (default: roundtrip
-#                               router notify startup)
+#                               router notify startup); BENCH_MODES=unpinned likewise
 # Results (JSON per binary and mode, and results.md) go to build/release/bench/results.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -47,7 +47,7 @@ run() { # mode, binary, output name, extra arguments... (pinned as the loop sets
 parts=" ${BENCH_PARTS:-roundtrip router notify startup} "
 wanted() { [[ "$parts" == *" $1 "* ]]; }
 
-for mode in pinned unpinned; do
+for mode in ${BENCH_MODES:-pinned unpinned}; do
     pin=()
     [[ "$mode" == pinned ]] && pin=(taskset -c 0)
     if wanted roundtrip; then
@@ -78,7 +78,7 @@ PY
     if wanted startup; then
         echo "== start-up, memory and idle (bench/startup.sh), $mode" >&2
         "${pin[@]}" bash bench/startup.sh "$bin" "$repetitions" "$idle_seconds" "$burst" |
-            tee "$results/startup-$mode.jsonl" >&2
+            tee "$results/startup-$mode.jsonl" >&2 || echo "bench/startup.sh failed" >&2
     fi
 done
 

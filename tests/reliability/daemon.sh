@@ -14,7 +14,8 @@ source "$(dirname "${BASH_SOURCE[0]}")/../e2e/lib.sh"
 BIN="${GLYPHD_BIN_DIR:?}"
 ICONS="${GLYPHD_ICON_DIR:?}"
 WAIT=20
-TRAYCTL=("$DESKTOP_PYTHON" "$(dirname "${BASH_SOURCE[0]}")/../../scripts/desktop/trayctl.py")
+SCRIPTS="$(cd "$(dirname "${BASH_SOURCE[0]}")/../../scripts" && pwd)"
+TRAYCTL=("$DESKTOP_PYTHON" "$SCRIPTS/desktop/trayctl.py")
 
 EXIT_LIMIT_MS="${RELIABILITY_EXIT_MS:-1000}"
 # One value request waits this long for an answer that never comes.
@@ -55,14 +56,19 @@ expect_picture() {
     }
 }
 
-router_port() { sed -n 's/.*clientmgr: listening on .*:\([0-9]*\).*/\1/p' "$DESKTOP_DIR/logs/router.log" | head -n 1; }
+router_port() {
+    sed -n 's/.*clientmgr: listening on .*:\([0-9]*\).*/\1/p' "$DESKTOP_DIR/logs/router.log" |
+        head -n 1
+}
 
 # peer ARGS...: one message from a client named "probe" (msgpeer; its exit status: 0 ACK,
 # 1 refused, 2 no reply).
-peer() { "$BIN/msgpeer" --host 127.0.0.1 --port "$(router_port)" --name probe "$@" >/dev/null 2>&1; }
+peer() {
+    "$BIN/msgpeer" --host 127.0.0.1 --port "$(router_port)" --name probe "$@" >/dev/null 2>&1
+}
 
 start_tray_host() {
-    desktop_spawn host "$DESKTOP_PYTHON" "$(dirname "${BASH_SOURCE[0]}")/../../scripts/desktop/sni_host.py"
+    desktop_spawn host "$DESKTOP_PYTHON" "$SCRIPTS/desktop/sni_host.py"
     e2e_wait "$WAIT" "stand-in tray host" e2e_log_has host '^ready'
 }
 
@@ -266,7 +272,7 @@ supervise() {
 # with the new router and the new control panel and shows the new value.
 case_router_supervised() {
     setup_services --set VNC_USERS=1
-    router_port >"$DESKTOP_DIR/port"
+    router_port >"$DESKTOP_DIR/port.new" && mv "$DESKTOP_DIR/port.new" "$DESKTOP_DIR/port"
     desktop_spawn supervisor bash -c "$(declare -f supervise); supervise \"\$@\"" supervise \
         "$BIN/glyphd" "$DESKTOP_DIR/port"
     e2e_wait "$WAIT" "VNC value request from glyphd" \
@@ -277,9 +283,10 @@ case_router_supervised() {
     desktop_wait_exit sim "$WAIT" # the simulator ends with its router
     e2e_wait "$WAIT" "the daemon's exit" e2e_log_has supervisor 'glyphd exited'
     e2e_log_has supervisor 'glyphd exited with status 1$' ||
-        e2e_fail "the daemon did not exit with status 1: $(grep exited "$DESKTOP_DIR/logs/supervisor.log")"
+        e2e_fail "the daemon did not exit with status 1: $(grep exited \
+            "$DESKTOP_DIR/logs/supervisor.log")"
     e2e_start_router
-    router_port >"$DESKTOP_DIR/port"
+    router_port >"$DESKTOP_DIR/port.new" && mv "$DESKTOP_DIR/port.new" "$DESKTOP_DIR/port"
     rm -f "$DESKTOP_DIR/sim.in" # the first simulator's pipe
     e2e_start_simulator --set VNC_USERS=2
     e2e_wait "$WAIT" "registration with the new control panel" \
@@ -295,8 +302,7 @@ case_router_supervised() {
 start_platform() {
     local socket="$DESKTOP_DIR/system_bus_socket"
     desktop_spawn systembus dbus-daemon --nofork --nopidfile \
-        --config-file="$(dirname "${BASH_SOURCE[0]}")/../../scripts/systembus/bus.conf" \
-        --address="unix:path=$socket"
+        --config-file="$SCRIPTS/systembus/bus.conf" --address="unix:path=$socket"
     export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$socket"
     e2e_wait "$WAIT" "the private system bus" test -S "$socket"
     mkfifo "$DESKTOP_DIR/platform.in"
@@ -336,7 +342,8 @@ case_platform_churn() {
 case_tray_host_restart() {
     setup_services --set VNC_USERS=1
     local sanitized=()
-    [[ "${RELIABILITY_SANITIZED:-0}" == 1 ]] && sanitized=("ASAN_OPTIONS=${ASAN_OPTIONS:-}:atexit=1")
+    [[ "${RELIABILITY_SANITIZED:-0}" == 1 ]] &&
+        sanitized=("ASAN_OPTIONS=${ASAN_OPTIONS:-}:atexit=1")
     e2e_start_glyphd xcb "${sanitized[@]}"
     e2e_wait_glyphd_initialized
     e2e_expect_vnc_picture SysTrayVnc.png
