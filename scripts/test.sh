@@ -46,7 +46,7 @@ done
 
 step "tests (release, all but reliability)"
 run_ctest release -LE reliability
-step "reliability (release: misbehaving clients, silent control panel, dying router)"
+step "reliability (release: misbehaving clients and neighbours, see docs/reliability.md)"
 if ctest --preset release --timeout 600 -L reliability; then
     summary+=("reliability tests: passed")
 else

@@ -1,6 +1,7 @@
 #include "csystemtrayicon.h"
 
 #include <QIcon>
+#include <QImage>
 #include <QMap>
 #include <QMenu>
 #include <QPainter>
@@ -124,8 +125,10 @@ void CSystemTrayIcon::setState(int state)
         return;
     }
     auto cached = m_pixmapCache.constFind(state);
+    // Through QImage: QPixmap(file) would also put the picture in Qt's global pixmap cache,
+    // whose ageing timer then wakes the idle daemon every 30 s; this cache is enough.
     if (cached == m_pixmapCache.constEnd())
-        cached = m_pixmapCache.insert(state, QPixmap(iconFileForState(state)));
+        cached = m_pixmapCache.insert(state, QPixmap::fromImage(QImage(iconFileForState(state))));
     m_currentPixmap = *cached;
 }
 
