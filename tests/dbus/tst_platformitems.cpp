@@ -51,8 +51,6 @@ private slots:
     void stateFromValuesAndSignals();
     void gpsFollowsServiceComingAndGoing();
     void wronglyTypedFixStatusStillReadsAsFix();
-    void burstOfChangesEndsInLastState_data();
-    void burstOfChangesEndsInLastState();
 
 private:
     static std::unique_ptr<AnyItem> make(const QString &item)
@@ -77,18 +75,28 @@ private:
     PlatformSimProcess m_sim;
 };
 
-// The values are stored without change signals and read by the item at start-up; then one
-// command: "set" stores and signals, "signal" sends a change signal the values contradict.
+// The values are stored without change signals and read by the item at start-up; then the
+// changes: "set" stores and signals, "signal" sends a change signal the values contradict. A
+// change that leaves the state as it was must not refresh the icon either.
 void TestPlatformItems::stateFromValuesAndSignals_data()
 {
     QTest::addColumn<QString>("item");
     QTest::addColumn<QStringList>("stored");
-    QTest::addColumn<QString>("change");
+    QTest::addColumn<QStringList>("changes");
     QTest::addColumn<int>("state");
     const auto row = [](const char *item, const QStringList &stored, const char *change,
                         int state) {
         QTest::newRow(qPrintable(QStringLiteral("%1 %2 %3").arg(item, stored.join(','), change)))
-            << item << stored << change << state;
+            << item << stored << (*change ? QStringList{change} : QStringList()) << state;
+    };
+    // 999 changes alternating between two values of the same state, and a last one.
+    const auto burst = [](const char *item, const char *first, const char *second, const char *last,
+                          int state) {
+        QStringList changes;
+        for (int i = 0; i < 999; ++i)
+            changes << (i % 2 ? second : first);
+        QTest::newRow(qPrintable(QStringLiteral("%1 burst, then %2").arg(item, last)))
+            << item << kLocked << (changes << last) << state;
     };
     // clang-format off
     row("gps", {}, "", 0); // a new service: receiver off
@@ -127,6 +135,10 @@ void TestPlatformItems::stateFromValuesAndSignals_data()
     row("clock", kLocked, "set AutoSelectStatus 3", 37);
     row("clock", kLocked, "set ClockLockStatus 0", 36);
     row("clock", kLocked, "signal ClockLockStatus 0", 37); // the lock is read afresh
+    burst("gps", "set Band 0", "set Band 0,0", "set Band", 25);
+    burst("gps", "set Band 0", "set Band ,", "set Band 2", 26);
+    burst("clock", "set AutoSelectStatus 1", "set AutoSelectStatus 3", "set ClockLockStatus 1", 37);
+    burst("clock", "set AutoSelectStatus 1", "set AutoSelectStatus 3", "set TimingSourceStatus 1", 35);
     // clang-format on
 }
 
@@ -134,16 +146,19 @@ void TestPlatformItems::stateFromValuesAndSignals()
 {
     QFETCH(QString, item);
     QFETCH(QStringList, stored);
-    QFETCH(QString, change);
+    QFETCH(QStringList, changes);
     QFETCH(int, state);
 
     QVERIFY(m_sim.run(stored));
     const std::unique_ptr<AnyItem> tray = make(item);
     tray->item()->initialize();
-    if (!change.isEmpty()) {
-        QCOMPARE(tray->icon()->state(), item == QLatin1String("gps") ? 25 : 37);
-        QVERIFY(m_sim.run({change}));
+    if (!changes.isEmpty()) {
+        const int before = item == QLatin1String("gps") ? 25 : 37;
+        QCOMPARE(tray->icon()->state(), before);
+        tray->armAutoHide(); // a refresh or a state change would stop it
+        QVERIFY(m_sim.run(changes, 60000));
         deliverSignals();
+        QCOMPARE(tray->autoHiding(), state == before);
     }
     QCOMPARE(tray->icon()->state(), state);
     QCOMPARE(tray->icon()->isVisible(), state != 0);
@@ -194,46 +209,6 @@ void TestPlatformItems::wronglyTypedFixStatusStillReadsAsFix()
     QVERIFY(m_sim.run({"wrongtype FixStatus 0"}));
     item->initialize();
     QCOMPARE(item.icon()->state(), 27);
-}
-
-void TestPlatformItems::burstOfChangesEndsInLastState_data()
-{
-    QTest::addColumn<QString>("item");
-    QTest::addColumn<QStringList>("alternating");
-    QTest::addColumn<QString>("last");
-    QTest::addColumn<int>("state");
-    // Each pair alternates between two values of the same state, so the icon must never be
-    // refreshed; only the last value may change it.
-    const QStringList autoSelect = {"set AutoSelectStatus 1", "set AutoSelectStatus 3"};
-    QTest::newRow("gps, same state")
-        << "gps" << QStringList{"set Band 0", "set Band 0,0"} << "set Band" << 25;
-    QTest::newRow("gps, last changes")
-        << "gps" << QStringList{"set Band 0", "set Band ,"} << "set Band 2" << 26;
-    QTest::newRow("clock, same state") << "clock" << autoSelect << "set ClockLockStatus 1" << 37;
-    QTest::newRow("clock, last changes")
-        << "clock" << autoSelect << "set TimingSourceStatus 1" << 35;
-}
-
-void TestPlatformItems::burstOfChangesEndsInLastState()
-{
-    QFETCH(QString, item);
-    QFETCH(QStringList, alternating);
-    QFETCH(QString, last);
-    QFETCH(int, state);
-
-    QVERIFY(m_sim.run(kLocked));
-    const std::unique_ptr<AnyItem> tray = make(item);
-    tray->item()->initialize();
-    const int before = tray->icon()->state();
-    tray->armAutoHide(); // a refresh or a state change would stop it
-
-    QStringList burst;
-    for (int i = 0; i < 999; ++i)
-        burst << alternating.at(i % 2);
-    QVERIFY(m_sim.run(burst << last, 60000));
-    deliverSignals();
-    QCOMPARE(tray->icon()->state(), state);
-    QCOMPARE(tray->autoHiding(), state == before);
 }
 
 QTEST_MAIN(TestPlatformItems)
