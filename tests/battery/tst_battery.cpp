@@ -41,12 +41,9 @@ QColor pixel(const CSystemTrayBatteryIcon &icon, const QPoint &point)
 
 bool isBlank(const QPixmap &pixmap)
 {
-    const QImage image = pixmap.toImage().convertToFormat(QImage::Format_ARGB32);
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            if (qAlpha(image.pixel(x, y)) != 0)
-                return false;
-    return true;
+    QImage blank(pixmap.size(), QImage::Format_ARGB32);
+    blank.fill(Qt::transparent);
+    return pixmap.toImage().convertToFormat(QImage::Format_ARGB32) == blank;
 }
 
 const QColor transparent(0, 0, 0, 0);

@@ -3,17 +3,83 @@
 #include "items/cclocksourcetraydataitem.h"
 #include "items/cgpssystemtraydataitem.h"
 #include "items/itemtesting.h"
-#include "platformbus.h"
+#include "support/managedprocess.h"
 
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusMessage>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 
 using glyphd::CClockSourceTrayDataItem;
 using glyphd::CGpsSystemTrayDataItem;
 namespace services = glyphd::platformservices;
 
 namespace {
+
+// A private system bus: dbus-daemon with the project's configuration, on a socket in a
+// temporary directory.
+class SystemBusProcess : public ManagedProcess
+{
+public:
+    SystemBusProcess()
+        : ManagedProcess(QStandardPaths::findExecutable(QStringLiteral("dbus-daemon")))
+    {}
+    bool start()
+    {
+        if (!m_dir.isValid() ||
+            !launch({"--nofork", "--nopidfile", "--config-file=" GLYPHD_SYSTEMBUS_CONFIG,
+                     "--address=" + address()}))
+            return false;
+        const QString socket = m_dir.filePath(QStringLiteral("system_bus_socket"));
+        return waitUntil([&] { return !isRunning() || QFileInfo(socket).exists(); }, 10000) &&
+               isRunning();
+    }
+    QString address() const { return "unix:path=" + m_dir.filePath("system_bus_socket"); }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+// platform-sim on a bus, with its standard input for commands.
+class PlatformSimProcess : public ManagedProcess
+{
+public:
+    PlatformSimProcess()
+        : ManagedProcess(QStringLiteral("platform-sim"))
+    {
+        QObject::connect(&process(), &QProcess::readyReadStandardOutput,
+                         [this] { m_output += process().readAllStandardOutput(); });
+    }
+    // Waits for its ready line; false when it does not come or the simulator ends first.
+    bool start(const QString &busAddress)
+    {
+        m_output.clear();
+        if (!launch({QStringLiteral("--address"), busAddress}))
+            return false;
+        waitUntil([this] { return !isRunning() || m_output.contains("{\"event\":\"ready\"}"); },
+                  10000);
+        return m_output.contains("{\"event\":\"ready\"}") && isRunning();
+    }
+    // Runs the lines in order and waits until the simulator has run all of them. A line that
+    // the simulator refuses fails the call.
+    bool run(const QStringList &lines, int timeoutMs = 10000)
+    {
+        const int errorsBefore = m_output.count("\"event\":\"error\"");
+        const QByteArray marker = "sync-" + QByteArray::number(++m_syncCount);
+        const QByteArray input = (lines.join('\n') + "\necho " + marker + '\n').toUtf8();
+        if (process().write(input) != input.size())
+            return false;
+        const QByteArray echo = "{\"event\":\"echo\",\"text\":\"" + marker + "\"}";
+        return waitUntil([&] { return m_output.contains(echo); }, timeoutMs) &&
+               m_output.count("\"event\":\"error\"") == errorsBefore;
+    }
+
+private:
+    QByteArray m_output;
+    int m_syncCount = 0;
+};
 
 QStringList gps(bool on, uint fix, const char *band)
 {

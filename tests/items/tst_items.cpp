@@ -576,8 +576,8 @@ void TestItems::firstAcceptingItemTakesNotificationOnMainThread()
     ProbeItem second(m_live.client.get());
     {
         ProbeItem first(m_live.client.get());
-        LiveInstrument::Registration firstRegistration(*m_live.client, &first);
-        LiveInstrument::Registration secondRegistration(*m_live.client, &second);
+        const auto firstRegistration = m_live.registration(&first);
+        const auto secondRegistration = m_live.registration(&second);
         QVERIFY(m_live.simulator.command(QStringLiteral("set PROBE_GREETING hello, world")));
         QTRY_COMPARE_WITH_TIMEOUT(first.received.size(), 1, 5000);
         QCOMPARE(first.received[0].first.key, QByteArray("PROBE_GREETING"));
@@ -588,7 +588,7 @@ void TestItems::firstAcceptingItemTakesNotificationOnMainThread()
         QVERIFY(second.received.isEmpty());
     }
     // With the first one gone the second takes the next notification.
-    LiveInstrument::Registration registration(*m_live.client, &second);
+    const auto registration = m_live.registration(&second);
     QVERIFY(m_live.simulator.command(QStringLiteral("set PROBE_A 2")));
     QTRY_COMPARE_WITH_TIMEOUT(second.received.size(), 1, 5000);
     QCOMPARE(second.received[0].first.value, QByteArray("2"));
