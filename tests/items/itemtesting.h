@@ -116,7 +116,8 @@ private:
 };
 
 // One message offered to a new item and what must come of it. "given" are control-panel
-// notifications offered first ("initialize": the item's start-up), whose balloons do not count.
+// notifications offered first ("initialize": the item's start-up; "hiding": a balloon that hides
+// the icon when it ends, see armAutoHide), whose balloons do not count.
 // The message is offered "times" times with the same outcome each time.
 constexpr int kRefused = -1; // as a state: the item does not take the message
 struct MessageRow
@@ -139,6 +140,8 @@ inline void runMessageRow(AnyItem &item, const MessageRow &row)
     for (const QByteArray &given : row.given) {
         if (given == "initialize")
             item.item()->initialize();
+        else if (given == "hiding")
+            item.armAutoHide();
         else
             QVERIFY2(item.offer(given), given.constData());
     }
