@@ -166,33 +166,21 @@ void TestPlatformItems::stateFromValuesAndSignals_data()
     };
     // clang-format off
     row("gps", {}, "", 0); // a new service: receiver off
-    row("gps", gps(false, 1, "0,2"), "", 0);
-    row("gps", gps(true, 0, "0,2"), "", 27);
-    row("gps", gps(true, 1, "0,0,0"), "", 25);
-    row("gps", gps(true, 1, "0, 2"), "", 26);
-    row("gps", gps(true, 1, ""), "", 25);
-    row("gps", gps(true, 1, ",,"), "", 25);
-    row("gps", gps(true, 1, "abc,1"), "", 26);
-    row("gps", gps(true, 7, "3"), "", 26);
+    row("gps", gps(false, 1, "0,2"), "", 0); row("gps", gps(true, 0, "0,2"), "", 27);
+    row("gps", gps(true, 1, "0,0,0"), "", 25); row("gps", gps(true, 1, "0, 2"), "", 26);
+    row("gps", gps(true, 1, ""), "", 25); row("gps", gps(true, 1, ",,"), "", 25);
+    row("gps", gps(true, 1, "abc,1"), "", 26); row("gps", gps(true, 7, "3"), "", 26);
     row("clock", {}, "", 0); // a new service: no timing source
-    row("clock", clock(1, 0, 0), "", 34);
-    row("clock", clock(1, 0, 1), "", 35);
-    row("clock", clock(2, 0, 0), "", 36);
-    row("clock", clock(2, 4, 9), "", 37);
-    row("clock", clock(3, 0, 0), "", 38);
-    row("clock", clock(3, 0, 1), "", 39);
-    row("clock", clock(4, 0, 0), "", 40);
-    row("clock", clock(4, 0, 1), "", 41);
+    row("clock", clock(1, 0, 0), "", 34); row("clock", clock(1, 0, 1), "", 35);
+    row("clock", clock(2, 0, 0), "", 36); row("clock", clock(2, 4, 9), "", 37);
+    row("clock", clock(3, 0, 0), "", 38); row("clock", clock(3, 0, 1), "", 39);
+    row("clock", clock(4, 0, 0), "", 40); row("clock", clock(4, 0, 1), "", 41);
     row("clock", clock(5, 2, 1), "", 37); // auto, settled on 13M
     row("clock", clock(5, 5, 0), "", 28); // auto, searching
-    row("clock", clock(5, 5, 1), "", 28);
-    row("clock", clock(5, 0, 1), "", 0);
-    row("clock", clock(0, 2, 1), "", 0);
-    row("clock", clock(6, 2, 1), "", 0);
-    row("clock", clock(1000, 1, 1), "", 0);
-    row("gps", kLocked, "set FixStatus 0", 27);
-    row("gps", kLocked, "set Band 0,1", 26);
-    row("gps", kLocked, "set Band abc, 4", 26);
+    row("clock", clock(5, 5, 1), "", 28); row("clock", clock(5, 0, 1), "", 0);
+    row("clock", clock(0, 2, 1), "", 0); row("clock", clock(6, 2, 1), "", 0);
+    row("clock", clock(1000, 1, 1), "", 0); row("gps", kLocked, "set FixStatus 0", 27);
+    row("gps", kLocked, "set Band 0,1", 26); row("gps", kLocked, "set Band abc, 4", 26);
     row("gps", kLocked, "signal FixStatus 0", 27); // the signal's value wins
     row("gps", kLocked, "set GnssStatus false", 25); // read only when the service appears
     row("gps", kLocked, "set Latitude 48.1", 25);
@@ -240,15 +228,11 @@ void TestPlatformItems::gpsFollowsServiceComingAndGoing()
 
     // Appearing after the item started: read in full without anyone calling initialize; then
     // vanishing hides the icon even with a fix, and coming back reads the receiver state again.
-    const struct
-    {
-        QStringList commands;
-        int state;
-    } steps[] = {{gps(true, 1, "0,1") << "join gps", 26},
-                 {{"leave gps"}, 0},
-                 {{"store FixStatus 0", "join gps"}, 27},
-                 {{"leave gps", "store GnssStatus false", "join gps"}, 0},
-                 {{"leave gps", "store GnssStatus true", "join gps"}, 27}};
+    // clang-format off
+    const struct { QStringList commands; int state; } steps[] = {
+        {gps(true, 1, "0,1") << "join gps", 26}, {{"leave gps"}, 0}, {{"store FixStatus 0", "join gps"}, 27},
+        {{"leave gps", "store GnssStatus false", "join gps"}, 0}, {{"leave gps", "store GnssStatus true", "join gps"}, 27}};
+    // clang-format on
     for (const auto &step : steps) {
         QVERIFY(m_sim.run(step.commands));
         QTRY_COMPARE_WITH_TIMEOUT(item.icon()->state(), step.state, 10000);
