@@ -122,8 +122,8 @@ private:
     static std::unique_ptr<AnyItem> make(const QString &item)
     {
         if (item == QLatin1String("gps"))
-            return std::make_unique<ItemUnderTest<CGpsSystemTrayDataItem>>();
-        return std::make_unique<ItemUnderTest<CClockSourceTrayDataItem>>();
+            return AnyItem::make<CGpsSystemTrayDataItem>();
+        return AnyItem::make<CClockSourceTrayDataItem>();
     }
     // Lets every change signal the simulator has sent so far reach the items: a call to the
     // simulator's connection is answered after the signals it sent before, on the same bus
@@ -222,9 +222,9 @@ void TestPlatformItems::gpsFollowsServiceComingAndGoing()
 {
     // Nothing on the bus: nothing to show and nothing read.
     QVERIFY(m_sim.run({"leave gps"}));
-    ItemUnderTest<CGpsSystemTrayDataItem> item;
-    item->initialize();
-    QCOMPARE(item.icon()->state(), 0);
+    const auto item = AnyItem::make<CGpsSystemTrayDataItem>();
+    item->item()->initialize();
+    QCOMPARE(item->icon()->state(), 0);
 
     // Appearing after the item started: read in full without anyone calling initialize; then
     // vanishing hides the icon even with a fix, and coming back reads the receiver state again.
@@ -235,8 +235,8 @@ void TestPlatformItems::gpsFollowsServiceComingAndGoing()
     // clang-format on
     for (const auto &step : steps) {
         QVERIFY(m_sim.run(step.commands));
-        QTRY_COMPARE_WITH_TIMEOUT(item.icon()->state(), step.state, 10000);
-        QCOMPARE(item.icon()->isVisible(), step.state != 0);
+        QTRY_COMPARE_WITH_TIMEOUT(item->icon()->state(), step.state, 10000);
+        QCOMPARE(item->icon()->isVisible(), step.state != 0);
     }
 }
 
@@ -253,12 +253,12 @@ void TestPlatformItems::wronglyTypedFixStatusStillReadsAsFix()
     QCOMPARE(proxy.lastError().type(), QDBusError::InvalidSignature);
 
     // The item converts the value itself, so the string "1" is a fix.
-    ItemUnderTest<CGpsSystemTrayDataItem> item;
-    item->initialize();
-    QCOMPARE(item.icon()->state(), 25);
+    const auto item = AnyItem::make<CGpsSystemTrayDataItem>();
+    item->item()->initialize();
+    QCOMPARE(item->icon()->state(), 25);
     QVERIFY(m_sim.run({"wrongtype FixStatus 0"}));
-    item->initialize();
-    QCOMPARE(item.icon()->state(), 27);
+    item->item()->initialize();
+    QCOMPARE(item->icon()->state(), 27);
 }
 
 QTEST_MAIN(TestPlatformItems)

@@ -64,10 +64,7 @@ protected:
 };
 
 template<class Item>
-std::unique_ptr<AnyItem> make(SyncSenderClient *client)
-{
-    return std::make_unique<ItemUnderTest<Item>>(client);
-}
+constexpr auto make = AnyItem::make<Item>;
 const QHash<QString, std::function<std::unique_ptr<AnyItem>(SyncSenderClient *)>> kItems = {
     {"wifi", make<CWifiSystemTrayDataItem>},     {"audio", make<CAudioSystemTrayDataItem>},
     {"vellum", make<CVellumSystemTrayDataItem>}, {"jobs", make<CJobManagerSystemTrayDataItem>},
@@ -422,11 +419,11 @@ void TestItems::batteryGaugeAndWarning()
     };
     // clang-format on
     for (const auto &row : rows) {
-        ItemUnderTest<CBatterySystemTrayDataItem> battery;
+        const auto battery = AnyItem::make<CBatterySystemTrayDataItem>();
         MessageRow messageRow{"battery", charging + row.given, row.params, row.state};
         messageRow.warning = row.logged;
-        runMessageRow(battery, messageRow);
-        auto *icon = static_cast<CSystemTrayBatteryIcon *>(battery.icon());
+        runMessageRow(*battery, messageRow);
+        auto *icon = static_cast<CSystemTrayBatteryIcon *>(battery->icon());
         if (row.state >= CSystemTrayBatteryIcon::DischargingState) {
             QCOMPARE(icon->gauge().chargePercentage(), row.percent);
             QCOMPARE(icon->gauge().fillColor(),
@@ -467,15 +464,15 @@ void TestItems::microscopeProbesDeviceNodes()
         for (const QString &node : row.nodes)
             QVERIFY(QFile(dev.filePath(node)).open(QIODevice::WriteOnly));
         ProbedMicroscope::deviceDirectory = dev.path();
-        ItemUnderTest<ProbedMicroscope> scope;
-        scope->initialize();
-        scope.settle();
-        QCOMPARE(scope.icon()->state(), row.state);
+        const auto scope = AnyItem::make<ProbedMicroscope>();
+        scope->item()->initialize();
+        scope->settle();
+        QCOMPARE(scope->icon()->state(), row.state);
         const Balloons warning[] = {{}, {kWrongPort}, {kUnsupported}};
         const Balloons &expected = warning[row.state == 0 ? 0 : row.state - 12];
-        QCOMPARE(scope.balloons, expected);
-        emit scope.icon()->activated(QSystemTrayIcon::Trigger);
-        QCOMPARE(scope.balloons, expected + expected);
+        QCOMPARE(scope->balloons, expected);
+        emit scope->icon()->activated(QSystemTrayIcon::Trigger);
+        QCOMPARE(scope->balloons, expected + expected);
     }
 }
 
