@@ -1,5 +1,6 @@
 // The battery gauge icon, and the warning box that beeps on the process's beeper: the beeper
 // writes its tone events into a FIFO, as into an input device, and the test reads them back.
+#include "items/itemtesting.h"
 #include "platform/beeper/beeper.h"
 #include "platform/widgets/cbatterystatuswidget.h"
 #include "tray/cbeepingwarning.h"
@@ -46,7 +47,26 @@ bool isBlank(const QPixmap &pixmap)
     return pixmap.toImage().convertToFormat(QImage::Format_ARGB32) == blank;
 }
 
-const QColor transparent(0, 0, 0, 0);
+const QColor transparent(0, 0, 0, 0), green(Qt::green), red(Qt::red);
+// The bar's colour at its start (transparent: no bar) and its end (invalid: not looked at).
+// clang-format off
+const struct GaugeRow { const char *name; int state, percent; bool alarm; QColor barStart, barEnd; bool plug; } kGaugeRows[] = {
+    {"4 no battery, AC", 4, 80, false, transparent, transparent, true}, {"5 no battery", 5, 80, true, transparent, transparent, false},
+    {"6 discharging 55", 6, 55, false, green, transparent, false}, {"6 discharging 15 alarm", 6, 15, true, red, transparent, false},
+    {"6 discharging 100", 6, 100, false, green, green, false}, {"7 full on AC", 7, 100, false, green, QColor(), true},
+    {"8 charging 55", 8, 55, false, green, QColor(), true}, {"8 charging 30 alarm", 8, 30, true, red, QColor(), true}};
+// clang-format on
+
+// Steps: "show:TEXT", "ignore" (the Ignore button), "close" (the window closed), "hide", "off"
+// (wait for the tone to end), "repeat" (the beep timer, shortened tenfold, runs twice); then
+// whether the box shows, the beeps heard and the box's text ("": no box).
+// clang-format off
+const struct WarningRow { const char *steps; bool visible; int beeps; const char *text; } kWarningRows[] = {
+    {"show:first show:second", true, 1, "second"}, {"show:first ignore show:second", false, 1, "second"},
+    {"show:first close show:second", false, 1, "second"}, {"show:first ignore hide show:second", true, 2, "second"},
+    {"show:first hide", false, 1, "first"}, {"show:first hide show:second", true, 2, "second"}, {"hide", false, 0, ""},
+    {"show:low off", true, 1, "low"}, {"show:low repeat hide", false, 3, "low"}};
+// clang-format on
 
 // Debug messages of the program, as the message log gets them.
 QStringList s_debugMessages;
@@ -74,34 +94,12 @@ private slots:
 
 void TestBattery::stateDrawsGauge_data()
 {
-    QTest::addColumn<int>("state");
-    QTest::addColumn<int>("percent");
-    QTest::addColumn<bool>("alarm");
-    QTest::addColumn<QColor>("barStart"); // transparent: no bar
-    QTest::addColumn<QColor>("barEnd");   // invalid: not looked at
-    QTest::addColumn<bool>("plug");
-    const QColor green(Qt::green), red(Qt::red), none = transparent;
-    // clang-format off
-    QTest::newRow("4 no battery, AC") << 4 << 80 << false << none << none << true;
-    QTest::newRow("5 no battery") << 5 << 80 << true << none << none << false;
-    QTest::newRow("6 discharging 55") << 6 << 55 << false << green << none << false;
-    QTest::newRow("6 discharging 15 alarm") << 6 << 15 << true << red << none << false;
-    QTest::newRow("6 discharging 100") << 6 << 100 << false << green << green << false;
-    QTest::newRow("7 full on AC") << 7 << 100 << false << green << QColor() << true;
-    QTest::newRow("8 charging 55") << 8 << 55 << false << green << QColor() << true;
-    QTest::newRow("8 charging 30 alarm") << 8 << 30 << true << red << QColor() << true;
-    // clang-format on
+    addIndexedRows(kGaugeRows, [](const GaugeRow &row) { return QString(row.name); });
 }
 
 void TestBattery::stateDrawsGauge()
 {
-    QFETCH(int, state);
-    QFETCH(int, percent);
-    QFETCH(bool, alarm);
-    QFETCH(QColor, barStart);
-    QFETCH(QColor, barEnd);
-    QFETCH(bool, plug);
-
+    const auto &[name, state, percent, alarm, barStart, barEnd, plug] = kGaugeRows[fetchedRow()];
     CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
     icon.setState(state);
     icon.drawBattery(percent, alarm);
@@ -177,32 +175,12 @@ void TestBattery::rendersCrisplyAtTwiceTheSize()
 
 void TestBattery::warningStates_data()
 {
-    // Steps: "show:TEXT", "ignore" (the Ignore button), "close" (the window closed), "hide",
-    // "off" (wait for the tone to end), "repeat" (the beep timer, shortened tenfold, runs twice).
-    QTest::addColumn<QString>("steps");
-    QTest::addColumn<bool>("visible");
-    QTest::addColumn<int>("beeps");
-    QTest::addColumn<QString>("text");
-    // clang-format off
-    QTest::newRow("two shows, one box") << "show:first show:second" << true << 1 << "second";
-    QTest::newRow("ignored stays silent") << "show:first ignore show:second" << false << 1 << "second";
-    QTest::newRow("closing counts as ignoring") << "show:first close show:second" << false << 1 << "second";
-    QTest::newRow("hide clears the ignore") << "show:first ignore hide show:second" << true << 2 << "second";
-    QTest::newRow("hide closes") << "show:first hide" << false << 1 << "first";
-    QTest::newRow("reopened after hide") << "show:first hide show:second" << true << 2 << "second";
-    QTest::newRow("hide before any show") << "hide" << false << 0 << QString();
-    QTest::newRow("tone goes off") << "show:low off" << true << 1 << "low";
-    QTest::newRow("beeps every interval") << "show:low repeat hide" << false << 3 << "low";
-    // clang-format on
+    addIndexedRows(kWarningRows, [](const WarningRow &row) { return QString(row.steps); });
 }
 
 void TestBattery::warningStates()
 {
-    QFETCH(QString, steps);
-    QFETCH(bool, visible);
-    QFETCH(int, beeps);
-    QFETCH(QString, text);
-
+    const auto &[steps, visible, beeps, text] = kWarningRows[fetchedRow()];
     // The beeper writes into a FIFO the test reads back, one value per EV_SND record.
     QTemporaryDir dir;
     const QByteArray fifo = QFile::encodeName(dir.filePath(QStringLiteral("event-fifo")));
@@ -231,7 +209,7 @@ void TestBattery::warningStates()
     {
         CBeepingWarning warning(QPixmap(16, 16));
         QCOMPARE(warning.beepTimer()->interval(), int(CBeepingWarning::BeepIntervalMs));
-        for (const QString &step : steps.split(QLatin1Char(' '))) {
+        for (const QString &step : QString(steps).split(QLatin1Char(' '))) {
             if (step.startsWith(QLatin1String("show:"))) {
                 warning.showWarning(step.mid(5));
             } else if (step == QLatin1String("ignore")) {
@@ -254,10 +232,10 @@ void TestBattery::warningStates()
                 QVERIFY(clock.elapsed() >= 2 * intervalMs * 95 / 100);
             }
         }
-        QCOMPARE(warning.box() != nullptr, !text.isEmpty());
+        QCOMPARE(warning.box() != nullptr, *text != 0);
         if (warning.box()) {
             QCOMPARE(warning.box()->isVisible(), visible);
-            QCOMPARE(warning.box()->text(), text);
+            QCOMPARE(warning.box()->text(), QString(text));
             QCOMPARE(warning.box()->iconPixmap().size(), QSize(16, 16));
             QCOMPARE(warning.box()->windowTitle(), QStringLiteral("System Warning"));
         }
