@@ -41,8 +41,19 @@ inline char *toString(const Balloon &balloon)
 class AnyItem
 {
 public:
-    virtual ~AnyItem() = default;
-    virtual glyphd::CSystemTrayDataItem *item() const = 0;
+    template<class Item>
+    static std::unique_ptr<AnyItem> make(SyncSenderClient *client = nullptr)
+    {
+        std::unique_ptr<AnyItem> any(new AnyItem);
+        any->m_item = std::make_unique<Item>(client, any->m_owner.get());
+        QObject::connect(any->icon(), &glyphd::CSystemTrayIcon::balloonPresented,
+                         [balloons = &any->balloons](const QString &title, const QString &text,
+                                                     QSystemTrayIcon::MessageIcon kind, int ms) {
+                             balloons->append({title, text, int(kind), ms});
+                         });
+        return any;
+    }
+    glyphd::CSystemTrayDataItem *item() const { return m_item.get(); }
 
     // The icon belongs to the owner, or to the item itself for the items that keep it.
     glyphd::CSystemTrayIcon *icon() const
@@ -87,36 +98,15 @@ public:
 
     Balloons balloons;
 
-protected:
-    void watchBalloons()
-    {
-        QObject::connect(icon(), &glyphd::CSystemTrayIcon::balloonPresented,
-                         [this](const QString &title, const QString &text,
-                                QSystemTrayIcon::MessageIcon kind, int milliseconds) {
-                             balloons.append({title, text, int(kind), milliseconds});
-                         });
-    }
-    std::unique_ptr<QObject> m_owner = std::make_unique<QObject>();
-};
-
-template<class Item>
-class ItemUnderTest : public AnyItem
-{
-public:
-    explicit ItemUnderTest(SyncSenderClient *client = nullptr)
-        : m_item(std::make_unique<Item>(client, m_owner.get()))
-    {
-        watchBalloons();
-    }
-    Item *item() const override { return m_item.get(); }
-    Item *operator->() const { return m_item.get(); }
-
 private:
-    std::unique_ptr<Item> m_item; // goes before the owner of its icon
+    AnyItem() = default;
+    std::unique_ptr<QObject> m_owner = std::make_unique<QObject>();
+    std::unique_ptr<glyphd::CSystemTrayDataItem> m_item; // goes before the owner of its icon
 };
 
 // One message offered to a new item and what must come of it. "given" are control-panel
-// notifications offered first ("initialize": the item's start-up), whose balloons do not count.
+// notifications offered first ("initialize": the item's start-up; "hiding": a balloon that hides
+// the icon when it ends, see armAutoHide), whose balloons do not count.
 // The message is offered "times" times with the same outcome each time.
 constexpr int kRefused = -1; // as a state: the item does not take the message
 struct MessageRow
@@ -139,6 +129,8 @@ inline void runMessageRow(AnyItem &item, const MessageRow &row)
     for (const QByteArray &given : row.given) {
         if (given == "initialize")
             item.item()->initialize();
+        else if (given == "hiding")
+            item.armAutoHide();
         else
             QVERIFY2(item.offer(given), given.constData());
     }

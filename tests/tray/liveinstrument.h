@@ -6,6 +6,7 @@
 #include "support/simulatorprocess.h"
 
 #include <QMutex>
+#include <QScopeGuard>
 
 #include <memory>
 #include <string>
@@ -17,26 +18,13 @@ class LiveInstrument
 public:
     using RouterClient = MessageHandlerClientTemplate<CThreadWrapper, QMutex>;
 
-    // Keeps a handler registered for its own lifetime; declare it after the handler, so that
-    // the receive thread lets go of the handler before the handler goes away.
-    class Registration
+    // Keeps the handler registered while the result lives; keep the result after the handler,
+    // so that the receive thread lets go of the handler before the handler goes away.
+    [[nodiscard]] auto registration(MessageHandler *handler)
     {
-    public:
-        Registration(RouterClient &client, MessageHandler *handler)
-            : m_client(client)
-            , m_handler(handler)
-        {
-            m_client.registerHandler(m_handler, false);
-        }
-        ~Registration() { m_client.unregisterHandler(m_handler); }
-
-        Registration(const Registration &) = delete;
-        Registration &operator=(const Registration &) = delete;
-
-    private:
-        RouterClient &m_client;
-        MessageHandler *const m_handler;
-    };
+        client->registerHandler(handler, false);
+        return qScopeGuard([this, handler] { client->unregisterHandler(handler); });
+    }
 
     bool start(const QStringList &simulatorArgs = {})
     {

@@ -79,12 +79,10 @@ void TestSystemTrayIcon::stateSelectsCachedPicture()
         QVERIFY2((file == unknown) == (state >= 30 && state <= 33) && !QPixmap(file).isNull(),
                  qPrintable(QString::number(state)));
     }
-    const QPair<int, const char *> rows[] = {{9, "SysTrayVnc"},
-                                             {29, "SysTrayClockInt"},
-                                             {34, "SysTrayClock10MUnlocked"},
-                                             {14, "SysTrayR7300mInvalid"},
-                                             {43, "SysTrayLaserWarning"},
-                                             {99, "SysTrayUnknown"}};
+    // clang-format off
+    const QPair<int, const char *> rows[] = {{9, "SysTrayVnc"}, {29, "SysTrayClockInt"}, {34, "SysTrayClock10MUnlocked"},
+        {14, "SysTrayR7300mInvalid"}, {43, "SysTrayLaserWarning"}, {99, "SysTrayUnknown"}};
+    // clang-format on
     for (const auto &[state, name] : rows) {
         const QString file = QStringLiteral(":/icons/%1.png").arg(name);
         QCOMPARE(CSystemTrayIcon::iconFileForState(state), file);

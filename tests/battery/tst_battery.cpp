@@ -1,0 +1,273 @@
+// The battery gauge icon, and the warning box that beeps on the process's beeper: the beeper
+// writes its tone events into a FIFO, as into an input device, and the test reads them back.
+#include "items/itemtesting.h"
+#include "platform/beeper/beeper.h"
+#include "platform/widgets/cbatterystatuswidget.h"
+#include "tray/cbeepingwarning.h"
+#include "tray/csystemtraybatteryicon.h"
+
+#include <QAbstractButton>
+#include <QElapsedTimer>
+#include <QMessageBox>
+#include <QScopeGuard>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <linux/input.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+
+using glyphd::CBeepingWarning;
+using glyphd::CSystemTrayBatteryIcon;
+
+namespace {
+
+// Landmarks of the 32 px gauge: the body spans y 8 to 23 with a 2 px outline, the bar x 3 to
+// 26 and y 11 to 20; the mains plug reaches below the body.
+const QPoint outlinePoint(0, 15);
+const QPoint barStartPoint(4, 14);
+const QPoint barEndPoint(25, 14);
+const QPoint chargingMarkPoint(10, 15);
+const QPoint plugBelowBodyPoint(19, 27);
+const QPoint cornerPoint(0, 0);
+
+QColor pixel(const CSystemTrayBatteryIcon &icon, const QPoint &point)
+{
+    return icon.currentPixmap().toImage().pixelColor(point);
+}
+
+bool isBlank(const QPixmap &pixmap)
+{
+    QImage blank(pixmap.size(), QImage::Format_ARGB32);
+    blank.fill(Qt::transparent);
+    return pixmap.toImage().convertToFormat(QImage::Format_ARGB32) == blank;
+}
+
+const QColor transparent(0, 0, 0, 0), green(Qt::green), red(Qt::red);
+// The bar's colour at its start (transparent: no bar) and its end (invalid: not looked at).
+// clang-format off
+const struct GaugeRow { const char *name; int state, percent; bool alarm; QColor barStart, barEnd; bool plug; } kGaugeRows[] = {
+    {"4 no battery, AC", 4, 80, false, transparent, transparent, true}, {"5 no battery", 5, 80, true, transparent, transparent, false},
+    {"6 discharging 55", 6, 55, false, green, transparent, false}, {"6 discharging 15 alarm", 6, 15, true, red, transparent, false},
+    {"6 discharging 100", 6, 100, false, green, green, false}, {"7 full on AC", 7, 100, false, green, QColor(), true},
+    {"8 charging 55", 8, 55, false, green, QColor(), true}, {"8 charging 30 alarm", 8, 30, true, red, QColor(), true}};
+// clang-format on
+
+// Steps: "show:TEXT", "ignore" (the Ignore button), "close" (the window closed), "hide", "off"
+// (wait for the tone to end), "repeat" (the beep timer, shortened tenfold, runs twice); then
+// whether the box shows, the beeps heard and the box's text ("": no box).
+// clang-format off
+const struct WarningRow { const char *steps; bool visible; int beeps; const char *text; } kWarningRows[] = {
+    {"show:first show:second", true, 1, "second"}, {"show:first ignore show:second", false, 1, "second"},
+    {"show:first close show:second", false, 1, "second"}, {"show:first ignore hide show:second", true, 2, "second"},
+    {"show:first hide", false, 1, "first"}, {"show:first hide show:second", true, 2, "second"}, {"hide", false, 0, ""},
+    {"show:low off", true, 1, "low"}, {"show:low repeat hide", false, 3, "low"}};
+// clang-format on
+
+// Debug messages of the program, as the message log gets them.
+QStringList s_debugMessages;
+void recordDebug(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    if (type == QtDebugMsg)
+        s_debugMessages.append(text);
+}
+
+} // namespace
+
+class TestBattery : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void stateDrawsGauge_data();
+    void stateDrawsGauge();
+    void everySetStateStartsBlank();
+    void rendersCrisplyAtTwiceTheSize();
+    void warningStates_data();
+    void warningStates();
+    void withoutToneDeviceFallsBackQuietly();
+};
+
+void TestBattery::stateDrawsGauge_data()
+{
+    addIndexedRows(kGaugeRows, [](const GaugeRow &row) { return QString(row.name); });
+}
+
+void TestBattery::stateDrawsGauge()
+{
+    const auto &[name, state, percent, alarm, barStart, barEnd, plug] = kGaugeRows[fetchedRow()];
+    CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
+    icon.setState(state);
+    icon.drawBattery(percent, alarm);
+    const bool present = state >= 6, charging = state == 8;
+    QCOMPARE(icon.gauge().batteryPresent(), present);
+    QCOMPARE(icon.gauge().size(), icon.currentPixmap().size());
+    QVERIFY(icon.isVisible());
+
+    QCOMPARE(pixel(icon, outlinePoint), QColor(Qt::darkGray));
+    QCOMPARE(pixel(icon, cornerPoint), transparent);
+    QCOMPARE(pixel(icon, barStartPoint), barStart);
+    if (barEnd.isValid())
+        QCOMPARE(pixel(icon, barEndPoint), barEnd);
+    if (present)
+        QCOMPARE(pixel(icon, chargingMarkPoint) == QColor(Qt::white), charging);
+    QCOMPARE(pixel(icon, plugBelowBodyPoint) != transparent, plug);
+}
+
+void TestBattery::everySetStateStartsBlank()
+{
+    CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
+    for (int state : {8, 6, 4, 7, 5, 8}) {
+        icon.setState(state);
+        QVERIFY2(isBlank(icon.currentPixmap()), qPrintable(QString::number(state)));
+        icon.drawBattery(100, true);
+        QVERIFY(!isBlank(icon.currentPixmap()));
+    }
+    // Without setState the next drawing goes over the last one: the full red bar stays.
+    icon.setState(6);
+    icon.drawBattery(100, true);
+    icon.drawBattery(10, false);
+    QCOMPARE(pixel(icon, barEndPoint), QColor(Qt::red));
+    icon.setState(6);
+    icon.drawBattery(10, false);
+    QCOMPARE(pixel(icon, barEndPoint), transparent);
+
+    // A hidden icon paints nothing, and its gauge keeps the last level.
+    const QImage before = icon.currentPixmap().toImage();
+    icon.setState(0);
+    icon.drawBattery(100, true);
+    QVERIFY(!icon.isVisible());
+    QCOMPARE(icon.currentPixmap().toImage(), before);
+    QCOMPARE(icon.gauge().chargePercentage(), 10);
+}
+
+void TestBattery::rendersCrisplyAtTwiceTheSize()
+{
+    // At twice the size every edge of the outline and the bar stays on whole pixels: no pixel
+    // is a blend of the outline or fill colours with the background.
+    ui::CBatteryStatusWidget gauge;
+    gauge.setFrameWidth(2);
+    gauge.setChargePercentage(40);
+    gauge.resize(32, 32);
+    QPixmap picture(64, 64);
+    picture.setDevicePixelRatio(2);
+    picture.fill(Qt::transparent);
+    gauge.render(&picture, QPoint(), QRegion(), QWidget::DrawChildren);
+    const QImage image = picture.toImage().convertToFormat(QImage::Format_ARGB32);
+    const QColor outline = gauge.palette().color(gauge.foregroundRole());
+    int painted = 0;
+    for (int y = 0; y < 64; ++y) {
+        for (int x = 0; x < 64; ++x) {
+            const QColor color = image.pixelColor(x, y);
+            if (color.alpha() == 0)
+                continue;
+            ++painted;
+            QVERIFY2(color == outline || color == QColor(Qt::green),
+                     qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
+        }
+    }
+    QVERIFY(painted > 200);
+}
+
+void TestBattery::warningStates_data()
+{
+    addIndexedRows(kWarningRows, [](const WarningRow &row) { return QString(row.steps); });
+}
+
+void TestBattery::warningStates()
+{
+    const auto &[steps, visible, beeps, text] = kWarningRows[fetchedRow()];
+    // The beeper writes into a FIFO the test reads back, one value per EV_SND record.
+    QTemporaryDir dir;
+    const QByteArray fifo = QFile::encodeName(dir.filePath(QStringLiteral("event-fifo")));
+    QCOMPARE(::mkfifo(fifo.constData(), 0600), 0);
+    const int readFd = ::open(fifo.constData(), O_RDONLY | O_NONBLOCK);
+    QVERIFY(readFd >= 0);
+    std::unique_ptr<Beeper> beeper = Beeper::forToneDevice(QFile::decodeName(fifo));
+    const auto restore = qScopeGuard([&] {
+        Beeper::setProcessBeeper(nullptr);
+        beeper.reset(); // it still writes the tone off
+        ::close(readFd);
+    });
+    QVERIFY(beeper->hasDevice());
+    Beeper::setProcessBeeper(beeper.get());
+    QList<int> tones;
+    const auto hear = [&] {
+        for (input_event event; ::read(readFd, &event, sizeof(event)) == sizeof(event);) {
+            if (event.type != EV_SYN)
+                tones << (event.type == EV_SND && event.code == SND_TONE ? event.value : -1);
+        }
+        return tones;
+    };
+
+    QElapsedTimer clock;
+    clock.start();
+    {
+        CBeepingWarning warning(QPixmap(16, 16));
+        QCOMPARE(warning.beepTimer()->interval(), int(CBeepingWarning::BeepIntervalMs));
+        for (const QString &step : QString(steps).split(QLatin1Char(' '))) {
+            if (step.startsWith(QLatin1String("show:"))) {
+                warning.showWarning(step.mid(5));
+            } else if (step == QLatin1String("ignore")) {
+                warning.box()->button(QMessageBox::Ignore)->click();
+            } else if (step == QLatin1String("close")) {
+                warning.box()->close();
+            } else if (step == QLatin1String("hide")) {
+                warning.hideWarning();
+            } else if (step == QLatin1String("off")) {
+                QTRY_VERIFY_WITH_TIMEOUT(hear().contains(0), 10000);
+                QCOMPARE(tones, (QList<int>{1000, 0}));
+                QVERIFY(clock.elapsed() >= CBeepingWarning::BeepMs - 10);
+            } else if (step == QLatin1String("repeat")) {
+                const int intervalMs = CBeepingWarning::BeepIntervalMs / 10;
+                warning.beepTimer()->start(intervalMs);
+                clock.restart();
+                QSignalSpy ticks(warning.beepTimer(), SIGNAL(timeout()));
+                QTRY_COMPARE_WITH_TIMEOUT(ticks.count(), 2, 20000);
+                // A coarse timer may fire up to 5 % early.
+                QVERIFY(clock.elapsed() >= 2 * intervalMs * 95 / 100);
+            }
+        }
+        QCOMPARE(warning.box() != nullptr, *text != 0);
+        if (warning.box()) {
+            QCOMPARE(warning.box()->isVisible(), visible);
+            QCOMPARE(warning.box()->text(), QString(text));
+            QCOMPARE(warning.box()->iconPixmap().size(), QSize(16, 16));
+            QCOMPARE(warning.box()->windowTitle(), QStringLiteral("System Warning"));
+        }
+        QCOMPARE(warning.beepTimer()->isActive(), visible);
+    }
+    hear();
+    QCOMPARE(tones.count(1000), beeps);
+    QCOMPARE(tones.count(1000) + tones.count(0), tones.size());
+}
+
+void TestBattery::withoutToneDeviceFallsBackQuietly()
+{
+    // A folder without devices, and one whose event file is no device.
+    for (const char *entry : {"", "event0"}) {
+        QTemporaryDir devices;
+        if (*entry)
+            QVERIFY(QFile(devices.filePath(entry)).open(QIODevice::WriteOnly));
+        Beeper fallback(devices.path());
+        QVERIFY(!fallback.hasDevice());
+        Beeper::setProcessBeeper(&fallback);
+        s_debugMessages.clear();
+        const QtMessageHandler previous = qInstallMessageHandler(recordDebug);
+        {
+            CBeepingWarning warning{QPixmap()};
+            warning.showWarning(QStringLiteral("low"));
+            warning.beep();
+        }
+        qInstallMessageHandler(previous);
+        Beeper::setProcessBeeper(nullptr);
+        QCOMPARE(s_debugMessages.filter(QStringLiteral("No input device plays tones")).size(), 1);
+    }
+}
+
+QTEST_MAIN(TestBattery)
+#include "tst_battery.moc"
