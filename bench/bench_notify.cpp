@@ -17,11 +17,11 @@
 #include "platform/message/frame.h"
 #include "platform/messaging/messageeventhandler.h"
 #include "support/loopbackpeer.h"
+#include "support/procstatus.h"
 #include "support/routerprocess.h"
 #include "tray/csystemtraydataitem.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QMutex>
 #include <QTimer>
 
@@ -154,14 +154,7 @@ private:
 
 long residentKiB()
 {
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (QByteArray line; !(line = status.readLine()).isEmpty();) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLong();
-    }
-    return -1;
+    return procStatusField(QCoreApplication::applicationPid(), "VmRSS");
 }
 
 int registeredSocket(int port, const std::string &name)

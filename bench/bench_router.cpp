@@ -5,11 +5,10 @@
 #include "benchframes.h"
 #include "framesocket.h"
 #include "support/loopbackpeer.h"
+#include "support/procstatus.h"
 #include "support/routerprocess.h"
 
 #include <benchmark/benchmark.h>
-
-#include <QFile>
 
 #include <chrono>
 #include <cstdlib>
@@ -61,18 +60,6 @@ public:
 };
 
 // A field of /proc/PID/status as a number, or -1.
-long statusField(qint64 pid, const QByteArray &field)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (QByteArray line; !(line = status.readLine()).isEmpty();) {
-        if (line.startsWith(field + ':'))
-            return line.mid(field.size() + 1).trimmed().split(' ').value(0).toLong();
-    }
-    return -1;
-}
-
 void BM_RouterThroughput(benchmark::State &state)
 {
     const int clients = static_cast<int>(state.range(0));
@@ -147,7 +134,7 @@ void BM_RouterMemoryPerClient(benchmark::State &state)
         return;
     }
     for (auto _ : state) {
-        const long before = statusField(router.processId(), "VmRSS");
+        const long before = procStatusField(router.processId(), "VmRSS");
         Clients connected;
         for (int i = 0; i < clients; ++i) {
             if (!connected.add(router.port(), clientName(i))) {
@@ -155,7 +142,7 @@ void BM_RouterMemoryPerClient(benchmark::State &state)
                 return;
             }
         }
-        const long after = statusField(router.processId(), "VmRSS");
+        const long after = procStatusField(router.processId(), "VmRSS");
         state.counters["KiB_per_client"] = double(after - before) / clients;
         state.counters["KiB_base"] = double(before);
     }
@@ -177,8 +164,8 @@ void BM_RouterIdleSwitches(benchmark::State &state)
         return;
     }
     const auto switches = [&router] {
-        return statusField(router.processId(), "voluntary_ctxt_switches") +
-               statusField(router.processId(), "nonvoluntary_ctxt_switches");
+        return procStatusField(router.processId(), "voluntary_ctxt_switches") +
+               procStatusField(router.processId(), "nonvoluntary_ctxt_switches");
     };
     for (auto _ : state) {
         const long before = switches();

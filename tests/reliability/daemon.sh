@@ -298,39 +298,26 @@ case_router_supervised() {
     sanitizer_clean supervisor
 }
 
-# A private system bus and platform-sim on it, commands on a pipe (platform COMMAND).
-start_platform() {
-    local socket="$DESKTOP_DIR/system_bus_socket"
-    desktop_spawn systembus dbus-daemon --nofork --nopidfile \
-        --config-file="$SCRIPTS/systembus/bus.conf" --address="unix:path=$socket"
-    export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$socket"
-    e2e_wait "$WAIT" "the private system bus" test -S "$socket"
-    mkfifo "$DESKTOP_DIR/platform.in"
-    exec {PLATFORM_FD}<>"$DESKTOP_DIR/platform.in"
-    DESKTOP_STDIN="$DESKTOP_DIR/platform.in" desktop_spawn platform "$BIN/platform-sim" "$@"
-    e2e_wait "$WAIT" "platform-sim ready" e2e_log_has platform '"event":"ready"'
-}
-platform() { printf '%s\n' "$*" >&"$PLATFORM_FD"; }
 
 # The GNSS and clock-source services leave the system bus and come back 100 times: the
 # daemon lives through it and both icons follow the services afterwards.
 case_platform_churn() {
     setup_services
-    start_platform --set GnssStatus=true --set FixStatus=1 --set Band=0,1 --set TimingSourceStatus=4
+    e2e_start_platform --set GnssStatus=true --set FixStatus=1 --set Band=0,1 --set TimingSourceStatus=4
     e2e_start_glyphd xcb
     e2e_wait_glyphd_initialized
     expect_picture GPS SysTrayGpsLocked_dual.png
     expect_picture ClockSource SysTrayClockGPSUnlocked.png
     local round
     for ((round = 0; round < 100; ++round)); do
-        platform leave all
-        platform join all
+        e2e_platform leave all
+        e2e_platform join all
     done
-    platform echo churned
+    e2e_platform echo churned
     e2e_wait "$WAIT" "100 rounds of leaving and joining" e2e_log_has platform '"text":"churned"'
     desktop_is_running glyphd || e2e_fail "glyphd ended while the services came and went"
     glyphd_caught_up
-    platform set ClockLockStatus 1
+    e2e_platform set ClockLockStatus 1
     expect_picture ClockSource SysTrayClockGPSLocked.png
     expect_picture GPS SysTrayGpsLocked_dual.png
 }

@@ -3,8 +3,7 @@
 // serves a well-behaved bystander, keeps its memory bounded and names each offender in its log.
 #include "platform/message/frame.h"
 #include "router/routertest.h"
-
-#include <QFile>
+#include "support/procstatus.h"
 
 #include <random>
 
@@ -52,17 +51,7 @@ protected:
         }
     }
 
-    long residentKiB() const
-    {
-        QFile status(QStringLiteral("/proc/%1/status").arg(router.processId()));
-        if (!status.open(QIODevice::ReadOnly))
-            return -1;
-        for (QByteArray line; !(line = status.readLine()).isEmpty();) {
-            if (line.startsWith("VmRSS:"))
-                return line.mid(6).trimmed().split(' ').value(0).toLong();
-        }
-        return -1;
-    }
+    long residentKiB() const { return procStatusField(router.processId(), "VmRSS"); }
 
     std::unique_ptr<RouterPeer> bystander;
     long baselineKiB = 0;
