@@ -11,28 +11,11 @@
 
 class SyncSenderClient;
 
-// What the user was told, as an icon handed it to the tray.
-struct Balloon
+// What the user was told, as an icon handed it to the tray: "title | text | kind | ms".
+inline QString balloon(const QString &title, const QString &text,
+                       int kind = QSystemTrayIcon::Information, int milliseconds = 10000)
 {
-    QString title;
-    QString text;
-    int kind = QSystemTrayIcon::Information;
-    int milliseconds = 10000;
-    bool operator==(const Balloon &other) const
-    {
-        return title == other.title && text == other.text && kind == other.kind &&
-               milliseconds == other.milliseconds;
-    }
-};
-using Balloons = QList<Balloon>;
-
-// Found by QCOMPARE through argument-dependent lookup, for a readable failure.
-inline char *toString(const Balloon &balloon)
-{
-    return qstrdup(qPrintable(QStringLiteral("%1 | %2 | kind %3 | %4 ms")
-                                  .arg(balloon.title, balloon.text)
-                                  .arg(balloon.kind)
-                                  .arg(balloon.milliseconds)));
+    return QStringLiteral("%1 | %2 | %3 | %4").arg(title, text).arg(kind).arg(milliseconds);
 }
 
 // Any status item as the daemon makes it: built with the client and an owner object for its
@@ -49,7 +32,7 @@ public:
         QObject::connect(any->icon(), &glyphd::CSystemTrayIcon::balloonPresented,
                          [balloons = &any->balloons](const QString &title, const QString &text,
                                                      QSystemTrayIcon::MessageIcon kind, int ms) {
-                             balloons->append({title, text, int(kind), ms});
+                             balloons->append(balloon(title, text, kind, ms));
                          });
         return any;
     }
@@ -96,61 +79,13 @@ public:
     }
     bool autoHiding() const { return timer("hideTimer")->isActive(); }
 
-    Balloons balloons;
+    QStringList balloons;
 
 private:
     AnyItem() = default;
     std::unique_ptr<QObject> m_owner = std::make_unique<QObject>();
     std::unique_ptr<glyphd::CSystemTrayDataItem> m_item; // goes before the owner of its icon
 };
-
-// One message offered to a new item and what must come of it. "given" are control-panel
-// notifications offered first ("initialize": the item's start-up; "hiding": a balloon that hides
-// the icon when it ends, see armAutoHide), whose balloons do not count.
-// The message is offered "times" times with the same outcome each time.
-constexpr int kRefused = -1; // as a state: the item does not take the message
-struct MessageRow
-{
-    const char *item;
-    QByteArrayList given;
-    QByteArray params;
-    int state;
-    Balloons balloons = {};
-    bool autoHide = false; // the icon hides when the balloon ends, or at once when it is tapped
-    const char *sender = "ctrlpanelsvc";
-    MessageType type = MessageType::Notification;
-    const char *command = "notify";
-    const char *warning = nullptr; // logged by the item
-    int times = 1;
-};
-
-inline void runMessageRow(AnyItem &item, const MessageRow &row)
-{
-    for (const QByteArray &given : row.given) {
-        if (given == "initialize")
-            item.item()->initialize();
-        else if (given == "hiding")
-            item.armAutoHide();
-        else
-            QVERIFY2(item.offer(given), given.constData());
-    }
-    item.settle();
-    const int before = item.icon()->state();
-    for (int time = 0; time < row.times; ++time) {
-        item.balloons.clear();
-        if (row.warning)
-            QTest::ignoreMessage(QtWarningMsg, row.warning);
-        QCOMPARE(item.offer(row.params, row.sender, row.type, row.command), row.state != kRefused);
-        QCOMPARE(item.icon()->state(), row.state == kRefused ? before : row.state);
-        QCOMPARE(item.balloons, row.balloons);
-    }
-    QCOMPARE(item.icon()->isVisible(), item.icon()->state() != 0);
-    QCOMPARE(item.autoHiding(), row.autoHide);
-    if (row.autoHide) {
-        item.icon()->slotMessageClicked();
-        QVERIFY(!item.icon()->isVisible());
-    }
-}
 
 // Table-driven tests name one data row after each table row and carry only its index.
 template<class Rows, class Name>
