@@ -57,24 +57,16 @@ const struct GaugeRow { const char *name; int state, percent; bool alarm; QColor
     {"8 charging 55", 8, 55, false, green, QColor(), true}, {"8 charging 30 alarm", 8, 30, true, red, QColor(), true}};
 // clang-format on
 
-// Steps: "show:TEXT", "ignore" (the Ignore button), "close" (the window closed), "hide", "off"
-// (wait for the tone to end), "repeat" (the beep timer, shortened tenfold, runs twice); then
+// Steps: "show:TEXT", "ignore" (the Ignore button), "close" (the window closed), "hide",
+// "off" (wait for the tone to end), "repeat" (the beep timer, shortened tenfold, runs twice); then
 // whether the box shows, the beeps heard and the box's text ("": no box).
 // clang-format off
 const struct WarningRow { const char *steps; bool visible; int beeps; const char *text; } kWarningRows[] = {
     {"show:first show:second", true, 1, "second"}, {"show:first ignore show:second", false, 1, "second"},
     {"show:first close show:second", false, 1, "second"}, {"show:first ignore hide show:second", true, 2, "second"},
-    {"show:first hide", false, 1, "first"}, {"show:first hide show:second", true, 2, "second"}, {"hide", false, 0, ""},
+    {"hide", false, 0, ""},
     {"show:low off", true, 1, "low"}, {"show:low repeat hide", false, 3, "low"}};
 // clang-format on
-
-// Debug messages of the program, as the message log gets them.
-QStringList s_debugMessages;
-void recordDebug(QtMsgType type, const QMessageLogContext &, const QString &text)
-{
-    if (type == QtDebugMsg)
-        s_debugMessages.append(text);
-}
 
 } // namespace
 
@@ -85,7 +77,7 @@ class TestBattery : public QObject
 private slots:
     void stateDrawsGauge_data();
     void stateDrawsGauge();
-    void everySetStateStartsBlank();
+    void hiddenIconPaintsNothing();
     void rendersCrisplyAtTwiceTheSize();
     void warningStates_data();
     void warningStates();
@@ -101,7 +93,11 @@ void TestBattery::stateDrawsGauge()
 {
     const auto &[name, state, percent, alarm, barStart, barEnd, plug] = kGaugeRows[fetchedRow()];
     CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
+    // Whatever was drawn before, setState starts from a blank canvas.
+    icon.setState(8);
+    icon.drawBattery(100, true);
     icon.setState(state);
+    QVERIFY(isBlank(icon.currentPixmap()));
     icon.drawBattery(percent, alarm);
     const bool present = state >= 6, charging = state == 8;
     QCOMPARE(icon.gauge().batteryPresent(), present);
@@ -118,31 +114,17 @@ void TestBattery::stateDrawsGauge()
     QCOMPARE(pixel(icon, plugBelowBodyPoint) != transparent, plug);
 }
 
-void TestBattery::everySetStateStartsBlank()
+void TestBattery::hiddenIconPaintsNothing()
 {
     CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
-    for (int state : {8, 6, 4, 7, 5, 8}) {
-        icon.setState(state);
-        QVERIFY2(isBlank(icon.currentPixmap()), qPrintable(QString::number(state)));
-        icon.drawBattery(100, true);
-        QVERIFY(!isBlank(icon.currentPixmap()));
-    }
-    // Without setState the next drawing goes over the last one: the full red bar stays.
-    icon.setState(6);
-    icon.drawBattery(100, true);
-    icon.drawBattery(10, false);
-    QCOMPARE(pixel(icon, barEndPoint), QColor(Qt::red));
     icon.setState(6);
     icon.drawBattery(10, false);
-    QCOMPARE(pixel(icon, barEndPoint), transparent);
-
-    // A hidden icon paints nothing, and its gauge keeps the last level.
     const QImage before = icon.currentPixmap().toImage();
     icon.setState(0);
     icon.drawBattery(100, true);
     QVERIFY(!icon.isVisible());
     QCOMPARE(icon.currentPixmap().toImage(), before);
-    QCOMPARE(icon.gauge().chargePercentage(), 10);
+    QCOMPARE(icon.gauge().chargePercentage(), 10); // the gauge keeps the last level
 }
 
 void TestBattery::rendersCrisplyAtTwiceTheSize()
@@ -208,7 +190,6 @@ void TestBattery::warningStates()
     clock.start();
     {
         CBeepingWarning warning(QPixmap(16, 16));
-        QCOMPARE(warning.beepTimer()->interval(), int(CBeepingWarning::BeepIntervalMs));
         for (const QString &step : QString(steps).split(QLatin1Char(' '))) {
             if (step.startsWith(QLatin1String("show:"))) {
                 warning.showWarning(step.mid(5));
@@ -236,7 +217,6 @@ void TestBattery::warningStates()
         if (warning.box()) {
             QCOMPARE(warning.box()->isVisible(), visible);
             QCOMPARE(warning.box()->text(), QString(text));
-            QCOMPARE(warning.box()->iconPixmap().size(), QSize(16, 16));
             QCOMPARE(warning.box()->windowTitle(), QStringLiteral("System Warning"));
         }
         QCOMPARE(warning.beepTimer()->isActive(), visible);
@@ -256,16 +236,13 @@ void TestBattery::withoutToneDeviceFallsBackQuietly()
         Beeper fallback(devices.path());
         QVERIFY(!fallback.hasDevice());
         Beeper::setProcessBeeper(&fallback);
-        s_debugMessages.clear();
-        const QtMessageHandler previous = qInstallMessageHandler(recordDebug);
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^No input device plays tones"));
         {
             CBeepingWarning warning{QPixmap()};
             warning.showWarning(QStringLiteral("low"));
             warning.beep();
         }
-        qInstallMessageHandler(previous);
         Beeper::setProcessBeeper(nullptr);
-        QCOMPARE(s_debugMessages.filter(QStringLiteral("No input device plays tones")).size(), 1);
     }
 }
 
