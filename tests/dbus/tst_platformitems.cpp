@@ -115,8 +115,7 @@ private slots:
 
     void stateFromValuesAndSignals_data();
     void stateFromValuesAndSignals();
-    void gpsFollowsServiceComingAndGoing();
-    void wronglyTypedFixStatusStillReadsAsFix();
+    void proxyRefusesWronglyTypedFixStatus();
 
 private:
     static std::unique_ptr<AnyItem> make(const QString &item)
@@ -131,7 +130,7 @@ private:
     static void deliverSignals()
     {
         const QDBusMessage ping = QDBusConnection::systemBus().call(QDBusMessage::createMethodCall(
-            QLatin1String(services::GpsService), QLatin1String(services::GpsPath),
+            QLatin1String(services::ClockSourceService), QLatin1String(services::ClockSourcePath),
             QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping")));
         QVERIFY2(ping.type() == QDBusMessage::ReplyMessage, qPrintable(ping.errorMessage()));
         QCoreApplication::sendPostedEvents();
@@ -150,10 +149,10 @@ void TestPlatformItems::stateFromValuesAndSignals_data()
     QTest::addColumn<QStringList>("stored");
     QTest::addColumn<QStringList>("changes");
     QTest::addColumn<int>("state");
-    const auto row = [](const char *item, const QStringList &stored, const char *change,
+    const auto row = [](const char *item, const QStringList &stored, const QString &change,
                         int state) {
         QTest::newRow(qPrintable(QStringLiteral("%1 %2 %3").arg(item, stored.join(','), change)))
-            << item << stored << (*change ? QStringList{change} : QStringList()) << state;
+            << item << stored << change.split('\n', Qt::SkipEmptyParts) << state;
     };
     // 999 changes alternating between two values of the same state, and a last one.
     const auto burst = [](const char *item, const char *first, const char *second, const char *last,
@@ -166,32 +165,30 @@ void TestPlatformItems::stateFromValuesAndSignals_data()
     };
     // clang-format off
     row("gps", {}, "", 0); // a new service: receiver off
-    row("gps", gps(false, 1, "0,2"), "", 0); row("gps", gps(true, 0, "0,2"), "", 27);
-    row("gps", gps(true, 1, "0,0,0"), "", 25); row("gps", gps(true, 1, "0, 2"), "", 26);
-    row("gps", gps(true, 1, ""), "", 25); row("gps", gps(true, 1, ",,"), "", 25);
-    row("gps", gps(true, 1, "abc,1"), "", 26); row("gps", gps(true, 7, "3"), "", 26);
+    row("gps", gps(true, 0, "0,2"), "", 27); row("gps", gps(true, 1, "0,0,0"), "", 25);
+    row("gps", gps(true, 1, "0, 2"), "", 26); row("gps", gps(true, 1, ""), "", 25);
+    row("gps", gps(true, 1, ",,"), "", 25); row("gps", gps(true, 1, "abc,1"), "", 26);
+    // FixStatus as a string, which Qt's proxy refuses: the item converts the value itself.
+    row("gps", gps(true, 0, "0") << "wrongtype FixStatus 1", "", 25);
+    row("gps", gps(true, 1, "0") << "wrongtype FixStatus 0", "", 27);
     row("clock", {}, "", 0); // a new service: no timing source
-    row("clock", clock(1, 0, 0), "", 34); row("clock", clock(1, 0, 1), "", 35);
-    row("clock", clock(2, 0, 0), "", 36); row("clock", clock(2, 4, 9), "", 37);
-    row("clock", clock(3, 0, 0), "", 38); row("clock", clock(3, 0, 1), "", 39);
-    row("clock", clock(4, 0, 0), "", 40); row("clock", clock(4, 0, 1), "", 41);
+    row("clock", clock(1, 0, 0), "", 34); row("clock", clock(4, 0, 1), "", 41);
     row("clock", clock(5, 2, 1), "", 37); // auto, settled on 13M
     row("clock", clock(5, 5, 0), "", 28); // auto, searching
-    row("clock", clock(5, 5, 1), "", 28); row("clock", clock(5, 0, 1), "", 0);
-    row("clock", clock(0, 2, 1), "", 0); row("clock", clock(6, 2, 1), "", 0);
-    row("clock", clock(1000, 1, 1), "", 0); row("gps", kLocked, "set FixStatus 0", 27);
-    row("gps", kLocked, "set Band 0,1", 26); row("gps", kLocked, "set Band abc, 4", 26);
+    row("clock", clock(5, 0, 1), "", 0); row("clock", clock(6, 2, 1), "", 0);
+    row("gps", kLocked, "set Band 0,1", 26);
     row("gps", kLocked, "signal FixStatus 0", 27); // the signal's value wins
     row("gps", kLocked, "set GnssStatus false", 25); // read only when the service appears
     row("gps", kLocked, "set Latitude 48.1", 25);
-    row("clock", kLocked, "set TimingSourceStatus 4", 41);
     row("clock", kLocked, "set TimingSourceStatus 5", 0);
-    row("clock", kLocked, "set AutoSelectStatus 3", 37);
     row("clock", kLocked, "set ClockLockStatus 0", 36);
     row("clock", kLocked, "signal ClockLockStatus 0", 37); // the lock is read afresh
-    burst("gps", "set Band 0", "set Band 0,0", "set Band", 25);
-    burst("gps", "set Band 0", "set Band ,", "set Band 2", 26);
-    burst("clock", "set AutoSelectStatus 1", "set AutoSelectStatus 3", "set ClockLockStatus 1", 37);
+    // The GNSS service appears after the item started and is read in full; it vanishes, which
+    // hides the icon even with a fix; it comes back and is read again.
+    row("gps", {"leave gps"}, gps(true, 1, "0,1").join('\n') + "\njoin gps", 26);
+    row("gps", kLocked, "leave gps", 0);
+    row("gps", kLocked, "leave gps\nstore FixStatus 0\njoin gps", 27);
+    burst("gps", "set Band 0", "set Band 0,0", "set Band 2", 26);
     burst("clock", "set AutoSelectStatus 1", "set AutoSelectStatus 3", "set TimingSourceStatus 1", 35);
     // clang-format on
 }
@@ -206,41 +203,17 @@ void TestPlatformItems::stateFromValuesAndSignals()
     QVERIFY(m_sim.run(stored));
     const std::unique_ptr<AnyItem> tray = make(item);
     tray->item()->initialize();
-    if (!changes.isEmpty()) {
-        const int before = item == QLatin1String("gps") ? 25 : 37;
-        QCOMPARE(tray->icon()->state(), before);
-        tray->armAutoHide(); // a refresh or a state change would stop it
-        QVERIFY(m_sim.run(changes, 60000));
-        deliverSignals();
-        QCOMPARE(tray->autoHiding(), state == before);
-    }
-    QCOMPARE(tray->icon()->state(), state);
+    const int before = tray->icon()->state();
+    tray->armAutoHide(); // a refresh or a state change would stop it
+    QVERIFY(m_sim.run(changes, 60000));
+    deliverSignals();
+    // A service that comes or goes is read when the bus says so, which may come later still.
+    QTRY_COMPARE_WITH_TIMEOUT(tray->icon()->state(), state, 10000);
+    QCOMPARE(tray->autoHiding(), state == before);
     QCOMPARE(tray->icon()->isVisible(), state != 0);
 }
 
-void TestPlatformItems::gpsFollowsServiceComingAndGoing()
-{
-    // Nothing on the bus: nothing to show and nothing read.
-    QVERIFY(m_sim.run({"leave gps"}));
-    const auto item = AnyItem::make<CGpsSystemTrayDataItem>();
-    item->item()->initialize();
-    QCOMPARE(item->icon()->state(), 0);
-
-    // Appearing after the item started: read in full without anyone calling initialize; then
-    // vanishing hides the icon even with a fix, and coming back reads the receiver state again.
-    // clang-format off
-    const struct { QStringList commands; int state; } steps[] = {
-        {gps(true, 1, "0,1") << "join gps", 26}, {{"leave gps"}, 0}, {{"store FixStatus 0", "join gps"}, 27},
-        {{"leave gps", "store GnssStatus false", "join gps"}, 0}, {{"leave gps", "store GnssStatus true", "join gps"}, 27}};
-    // clang-format on
-    for (const auto &step : steps) {
-        QVERIFY(m_sim.run(step.commands));
-        QTRY_COMPARE_WITH_TIMEOUT(item->icon()->state(), step.state, 10000);
-        QCOMPARE(item->icon()->isVisible(), step.state != 0);
-    }
-}
-
-void TestPlatformItems::wronglyTypedFixStatusStillReadsAsFix()
+void TestPlatformItems::proxyRefusesWronglyTypedFixStatus()
 {
     QVERIFY(m_sim.run({"store GnssStatus true", "store Band 0", "wrongtype FixStatus 1"}));
 
@@ -251,14 +224,6 @@ void TestPlatformItems::wronglyTypedFixStatusStillReadsAsFix()
                                                 QDBusConnection::systemBus());
     QCOMPARE(proxy.fixStatus(), 0u);
     QCOMPARE(proxy.lastError().type(), QDBusError::InvalidSignature);
-
-    // The item converts the value itself, so the string "1" is a fix.
-    const auto item = AnyItem::make<CGpsSystemTrayDataItem>();
-    item->item()->initialize();
-    QCOMPARE(item->icon()->state(), 25);
-    QVERIFY(m_sim.run({"wrongtype FixStatus 0"}));
-    item->item()->initialize();
-    QCOMPARE(item->icon()->state(), 27);
 }
 
 QTEST_MAIN(TestPlatformItems)
