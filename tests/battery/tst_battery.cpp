@@ -75,176 +75,169 @@ class TestBattery : public QObject
     Q_OBJECT
 
 private slots:
-    void stateDrawsGauge_data();
-    void stateDrawsGauge();
-    void hiddenIconPaintsNothing();
-    void rendersCrisplyAtTwiceTheSize();
-    void warningStates_data();
-    void warningStates();
-    void withoutToneDeviceFallsBackQuietly();
-};
-
-void TestBattery::stateDrawsGauge_data()
-{
-    addIndexedRows(kGaugeRows, [](const GaugeRow &row) { return QString(row.name); });
-}
-
-void TestBattery::stateDrawsGauge()
-{
-    const auto &[name, state, percent, alarm, barStart, barEnd, plug] = kGaugeRows[fetchedRow()];
-    CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
-    // Whatever was drawn before, setState starts from a blank canvas.
-    icon.setState(8);
-    icon.drawBattery(100, true);
-    icon.setState(state);
-    QVERIFY(isBlank(icon.currentPixmap()));
-    icon.drawBattery(percent, alarm);
-    const bool present = state >= 6, charging = state == 8;
-    QCOMPARE(icon.gauge().batteryPresent(), present);
-    QCOMPARE(icon.gauge().size(), icon.currentPixmap().size());
-    QVERIFY(icon.isVisible());
-
-    QCOMPARE(pixel(icon, outlinePoint), QColor(Qt::darkGray));
-    QCOMPARE(pixel(icon, cornerPoint), transparent);
-    QCOMPARE(pixel(icon, barStartPoint), barStart);
-    if (barEnd.isValid())
-        QCOMPARE(pixel(icon, barEndPoint), barEnd);
-    if (present)
-        QCOMPARE(pixel(icon, chargingMarkPoint) == QColor(Qt::white), charging);
-    QCOMPARE(pixel(icon, plugBelowBodyPoint) != transparent, plug);
-}
-
-void TestBattery::hiddenIconPaintsNothing()
-{
-    CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
-    icon.setState(6);
-    icon.drawBattery(10, false);
-    const QImage before = icon.currentPixmap().toImage();
-    icon.setState(0);
-    icon.drawBattery(100, true);
-    QVERIFY(!icon.isVisible());
-    QCOMPARE(icon.currentPixmap().toImage(), before);
-    QCOMPARE(icon.gauge().chargePercentage(), 10); // the gauge keeps the last level
-}
-
-void TestBattery::rendersCrisplyAtTwiceTheSize()
-{
-    // At twice the size every edge of the outline and the bar stays on whole pixels: no pixel
-    // is a blend of the outline or fill colours with the background.
-    ui::CBatteryStatusWidget gauge;
-    gauge.setFrameWidth(2);
-    gauge.setChargePercentage(40);
-    gauge.resize(32, 32);
-    QPixmap picture(64, 64);
-    picture.setDevicePixelRatio(2);
-    picture.fill(Qt::transparent);
-    gauge.render(&picture, QPoint(), QRegion(), QWidget::DrawChildren);
-    const QImage image = picture.toImage().convertToFormat(QImage::Format_ARGB32);
-    const QColor outline = gauge.palette().color(gauge.foregroundRole());
-    int painted = 0;
-    for (int y = 0; y < 64; ++y) {
-        for (int x = 0; x < 64; ++x) {
-            const QColor color = image.pixelColor(x, y);
-            if (color.alpha() == 0)
-                continue;
-            ++painted;
-            QVERIFY2(color == outline || color == QColor(Qt::green),
-                     qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
-        }
-    }
-    QVERIFY(painted > 200);
-}
-
-void TestBattery::warningStates_data()
-{
-    addIndexedRows(kWarningRows, [](const WarningRow &row) { return QString(row.steps); });
-}
-
-void TestBattery::warningStates()
-{
-    const auto &[steps, visible, beeps, text] = kWarningRows[fetchedRow()];
-    // The beeper writes into a FIFO the test reads back, one value per EV_SND record.
-    QTemporaryDir dir;
-    const QByteArray fifo = QFile::encodeName(dir.filePath(QStringLiteral("event-fifo")));
-    QCOMPARE(::mkfifo(fifo.constData(), 0600), 0);
-    const int readFd = ::open(fifo.constData(), O_RDONLY | O_NONBLOCK);
-    QVERIFY(readFd >= 0);
-    std::unique_ptr<Beeper> beeper = Beeper::forToneDevice(QFile::decodeName(fifo));
-    const auto restore = qScopeGuard([&] {
-        Beeper::setProcessBeeper(nullptr);
-        beeper.reset(); // it still writes the tone off
-        ::close(readFd);
-    });
-    QVERIFY(beeper->hasDevice());
-    Beeper::setProcessBeeper(beeper.get());
-    QList<int> tones;
-    const auto hear = [&] {
-        for (input_event event; ::read(readFd, &event, sizeof(event)) == sizeof(event);) {
-            if (event.type != EV_SYN)
-                tones << (event.type == EV_SND && event.code == SND_TONE ? event.value : -1);
-        }
-        return tones;
-    };
-
-    QElapsedTimer clock;
-    clock.start();
+    void stateDrawsGauge_data()
     {
-        CBeepingWarning warning(QPixmap(16, 16));
-        for (const QString &step : QString(steps).split(QLatin1Char(' '))) {
-            if (step.startsWith(QLatin1String("show:"))) {
-                warning.showWarning(step.mid(5));
-            } else if (step == QLatin1String("ignore")) {
-                warning.box()->button(QMessageBox::Ignore)->click();
-            } else if (step == QLatin1String("close")) {
-                warning.box()->close();
-            } else if (step == QLatin1String("hide")) {
-                warning.hideWarning();
-            } else if (step == QLatin1String("off")) {
-                QTRY_VERIFY_WITH_TIMEOUT(hear().contains(0), 10000);
-                QCOMPARE(tones, (QList<int>{1000, 0}));
-                QVERIFY(clock.elapsed() >= CBeepingWarning::BeepMs - 10);
-            } else if (step == QLatin1String("repeat")) {
-                const int intervalMs = CBeepingWarning::BeepIntervalMs / 10;
-                warning.beepTimer()->start(intervalMs);
-                clock.restart();
-                QSignalSpy ticks(warning.beepTimer(), SIGNAL(timeout()));
-                QTRY_COMPARE_WITH_TIMEOUT(ticks.count(), 2, 20000);
-                // A coarse timer may fire up to 5 % early.
-                QVERIFY(clock.elapsed() >= 2 * intervalMs * 95 / 100);
+        addIndexedRows(kGaugeRows, [](const GaugeRow &row) { return QString(row.name); });
+    }
+
+    void stateDrawsGauge()
+    {
+        const auto &[name, state, percent, alarm, barStart, barEnd, plug] =
+            kGaugeRows[fetchedRow()];
+        CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
+        // Whatever was drawn before, setState starts from a blank canvas.
+        icon.setState(8);
+        icon.drawBattery(100, true);
+        icon.setState(state);
+        QVERIFY(isBlank(icon.currentPixmap()));
+        icon.drawBattery(percent, alarm);
+        const bool present = state >= 6, charging = state == 8;
+        QCOMPARE(icon.gauge().batteryPresent(), present);
+        QCOMPARE(icon.gauge().size(), icon.currentPixmap().size());
+        QVERIFY(icon.isVisible());
+
+        QCOMPARE(pixel(icon, outlinePoint), QColor(Qt::darkGray));
+        QCOMPARE(pixel(icon, cornerPoint), transparent);
+        QCOMPARE(pixel(icon, barStartPoint), barStart);
+        if (barEnd.isValid())
+            QCOMPARE(pixel(icon, barEndPoint), barEnd);
+        if (present)
+            QCOMPARE(pixel(icon, chargingMarkPoint) == QColor(Qt::white), charging);
+        QCOMPARE(pixel(icon, plugBelowBodyPoint) != transparent, plug);
+    }
+
+    void hiddenIconPaintsNothing()
+    {
+        CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
+        icon.setState(6);
+        icon.drawBattery(10, false);
+        const QImage before = icon.currentPixmap().toImage();
+        icon.setState(0);
+        icon.drawBattery(100, true);
+        QVERIFY(!icon.isVisible());
+        QCOMPARE(icon.currentPixmap().toImage(), before);
+        QCOMPARE(icon.gauge().chargePercentage(), 10); // the gauge keeps the last level
+    }
+
+    void rendersCrisplyAtTwiceTheSize()
+    {
+        // At twice the size every edge of the outline and the bar stays on whole pixels: no pixel
+        // is a blend of the outline or fill colours with the background.
+        ui::CBatteryStatusWidget gauge;
+        gauge.setFrameWidth(2);
+        gauge.setChargePercentage(40);
+        gauge.resize(32, 32);
+        QPixmap picture(64, 64);
+        picture.setDevicePixelRatio(2);
+        picture.fill(Qt::transparent);
+        gauge.render(&picture, QPoint(), QRegion(), QWidget::DrawChildren);
+        const QImage image = picture.toImage().convertToFormat(QImage::Format_ARGB32);
+        const QColor outline = gauge.palette().color(gauge.foregroundRole());
+        int painted = 0;
+        for (int y = 0; y < 64; ++y) {
+            for (int x = 0; x < 64; ++x) {
+                const QColor color = image.pixelColor(x, y);
+                if (color.alpha() == 0)
+                    continue;
+                ++painted;
+                QVERIFY2(color == outline || color == QColor(Qt::green),
+                         qPrintable(QStringLiteral("%1,%2").arg(x).arg(y)));
             }
         }
-        QCOMPARE(warning.box() != nullptr, *text != 0);
-        if (warning.box()) {
-            QCOMPARE(warning.box()->isVisible(), visible);
-            QCOMPARE(warning.box()->text(), QString(text));
-            QCOMPARE(warning.box()->windowTitle(), QStringLiteral("System Warning"));
-        }
-        QCOMPARE(warning.beepTimer()->isActive(), visible);
+        QVERIFY(painted > 200);
     }
-    hear();
-    QCOMPARE(tones.count(1000), beeps);
-    QCOMPARE(tones.count(1000) + tones.count(0), tones.size());
-}
 
-void TestBattery::withoutToneDeviceFallsBackQuietly()
-{
-    // A folder without devices, and one whose event file is no device.
-    for (const char *entry : {"", "event0"}) {
-        QTemporaryDir devices;
-        if (*entry)
-            QVERIFY(QFile(devices.filePath(entry)).open(QIODevice::WriteOnly));
-        Beeper fallback(devices.path());
-        QVERIFY(!fallback.hasDevice());
-        Beeper::setProcessBeeper(&fallback);
-        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^No input device plays tones"));
-        {
-            CBeepingWarning warning{QPixmap()};
-            warning.showWarning(QStringLiteral("low"));
-            warning.beep();
-        }
-        Beeper::setProcessBeeper(nullptr);
+    void warningStates_data()
+    {
+        addIndexedRows(kWarningRows, [](const WarningRow &row) { return QString(row.steps); });
     }
-}
+
+    void warningStates()
+    {
+        const auto &[steps, visible, beeps, text] = kWarningRows[fetchedRow()];
+        // The beeper writes into a FIFO the test reads back, one value per EV_SND record.
+        QTemporaryDir dir;
+        const QByteArray fifo = QFile::encodeName(dir.filePath(QStringLiteral("event-fifo")));
+        QCOMPARE(::mkfifo(fifo.constData(), 0600), 0);
+        const int readFd = ::open(fifo.constData(), O_RDONLY | O_NONBLOCK);
+        QVERIFY(readFd >= 0);
+        std::unique_ptr<Beeper> beeper = Beeper::forToneDevice(QFile::decodeName(fifo));
+        const auto restore = qScopeGuard([&] {
+            Beeper::setProcessBeeper(nullptr);
+            beeper.reset(); // it still writes the tone off
+            ::close(readFd);
+        });
+        QVERIFY(beeper->hasDevice());
+        Beeper::setProcessBeeper(beeper.get());
+        QList<int> tones;
+        const auto hear = [&] {
+            for (input_event event; ::read(readFd, &event, sizeof(event)) == sizeof(event);) {
+                if (event.type != EV_SYN)
+                    tones << (event.type == EV_SND && event.code == SND_TONE ? event.value : -1);
+            }
+            return tones;
+        };
+
+        QElapsedTimer clock;
+        clock.start();
+        {
+            CBeepingWarning warning(QPixmap(16, 16));
+            for (const QString &step : QString(steps).split(QLatin1Char(' '))) {
+                if (step.startsWith(QLatin1String("show:"))) {
+                    warning.showWarning(step.mid(5));
+                } else if (step == QLatin1String("ignore")) {
+                    warning.box()->button(QMessageBox::Ignore)->click();
+                } else if (step == QLatin1String("close")) {
+                    warning.box()->close();
+                } else if (step == QLatin1String("hide")) {
+                    warning.hideWarning();
+                } else if (step == QLatin1String("off")) {
+                    QTRY_VERIFY_WITH_TIMEOUT(hear().contains(0), 10000);
+                    QCOMPARE(tones, (QList<int>{1000, 0}));
+                    QVERIFY(clock.elapsed() >= CBeepingWarning::BeepMs - 10);
+                } else if (step == QLatin1String("repeat")) {
+                    const int intervalMs = CBeepingWarning::BeepIntervalMs / 10;
+                    warning.beepTimer()->start(intervalMs);
+                    clock.restart();
+                    QSignalSpy ticks(warning.beepTimer(), SIGNAL(timeout()));
+                    QTRY_COMPARE_WITH_TIMEOUT(ticks.count(), 2, 20000);
+                    // A coarse timer may fire up to 5 % early.
+                    QVERIFY(clock.elapsed() >= 2 * intervalMs * 95 / 100);
+                }
+            }
+            QCOMPARE(warning.box() != nullptr, *text != 0);
+            if (warning.box()) {
+                QCOMPARE(warning.box()->isVisible(), visible);
+                QCOMPARE(warning.box()->text(), QString(text));
+                QCOMPARE(warning.box()->windowTitle(), QStringLiteral("System Warning"));
+            }
+            QCOMPARE(warning.beepTimer()->isActive(), visible);
+        }
+        hear();
+        QCOMPARE(tones.count(1000), beeps);
+        QCOMPARE(tones.count(1000) + tones.count(0), tones.size());
+    }
+
+    void withoutToneDeviceFallsBackQuietly()
+    {
+        // A folder without devices, and one whose event file is no device.
+        for (const char *entry : {"", "event0"}) {
+            QTemporaryDir devices;
+            if (*entry)
+                QVERIFY(QFile(devices.filePath(entry)).open(QIODevice::WriteOnly));
+            Beeper fallback(devices.path());
+            QVERIFY(!fallback.hasDevice());
+            Beeper::setProcessBeeper(&fallback);
+            QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^No input device plays tones"));
+            {
+                CBeepingWarning warning{QPixmap()};
+                warning.showWarning(QStringLiteral("low"));
+                warning.beep();
+            }
+            Beeper::setProcessBeeper(nullptr);
+        }
+    }
+};
 
 QTEST_MAIN(TestBattery)
 #include "tst_battery.moc"

@@ -52,6 +52,7 @@ public:
         QObject::connect(&process(), &QProcess::readyReadStandardOutput,
                          [this] { m_output += process().readAllStandardOutput(); });
     }
+
     // Waits for its ready line; false when it does not come or the simulator ends first.
     bool start(const QString &busAddress)
     {
@@ -62,6 +63,7 @@ public:
                   10000);
         return m_output.contains("{\"event\":\"ready\"}") && isRunning();
     }
+
     // Runs the lines in order and waits until the simulator has run all of them. A line that
     // the simulator refuses fails the call.
     bool run(const QStringList &lines, int timeoutMs = 10000)
@@ -110,12 +112,96 @@ private slots:
         // Before anything opens the system bus: Qt reads the address once.
         qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_bus.address().toUtf8());
     }
+
     void init() { QVERIFY(m_sim.start(m_bus.address())); }
     void cleanup() { QCOMPARE(m_sim.stop(), 0); }
 
-    void stateFromValuesAndSignals_data();
-    void stateFromValuesAndSignals();
-    void proxyRefusesWronglyTypedFixStatus();
+    // The values are stored without change signals and read by the item at start-up; then the
+    // changes: "set" stores and signals, "signal" sends a change signal the values contradict. A
+    // change that leaves the state as it was must not refresh the icon either.
+    void stateFromValuesAndSignals_data()
+    {
+        QTest::addColumn<QString>("item");
+        QTest::addColumn<QStringList>("stored");
+        QTest::addColumn<QStringList>("changes");
+        QTest::addColumn<int>("state");
+        const auto row = [](const char *item, const QStringList &stored, const QString &change,
+                            int state) {
+            QTest::newRow(
+                qPrintable(QStringLiteral("%1 %2 %3").arg(item, stored.join(','), change)))
+                << item << stored << change.split('\n', Qt::SkipEmptyParts) << state;
+        };
+        // 999 changes alternating between two values of the same state, and a last one.
+        const auto burst = [](const char *item, const char *first, const char *second,
+                              const char *last, int state) {
+            QStringList changes;
+            for (int i = 0; i < 999; ++i)
+                changes << (i % 2 ? second : first);
+            QTest::newRow(qPrintable(QStringLiteral("%1 burst, then %2").arg(item, last)))
+                << item << kLocked << (changes << last) << state;
+        };
+        // clang-format off
+        row("gps", {}, "", 0); // a new service: receiver off
+        row("gps", gps(true, 0, "0,2"), "", 27); row("gps", gps(true, 1, "0,0,0"), "", 25);
+        row("gps", gps(true, 1, "0, 2"), "", 26); row("gps", gps(true, 1, ""), "", 25);
+        row("gps", gps(true, 1, ",,"), "", 25); row("gps", gps(true, 1, "abc,1"), "", 26);
+        // FixStatus as a string, which Qt's proxy refuses: the item converts the value itself.
+        row("gps", gps(true, 0, "0") << "wrongtype FixStatus 1", "", 25);
+        row("gps", gps(true, 1, "0") << "wrongtype FixStatus 0", "", 27);
+        row("clock", {}, "", 0); // a new service: no timing source
+        row("clock", clock(1, 0, 0), "", 34); row("clock", clock(4, 0, 1), "", 41);
+        row("clock", clock(5, 2, 1), "", 37); // auto, settled on 13M
+        row("clock", clock(5, 5, 0), "", 28); // auto, searching
+        row("clock", clock(5, 0, 1), "", 0); row("clock", clock(6, 2, 1), "", 0);
+        row("gps", kLocked, "set Band 0,1", 26);
+        row("gps", kLocked, "signal FixStatus 0", 27); // the signal's value wins
+        row("gps", kLocked, "set GnssStatus false", 25); // read only when the service appears
+        row("gps", kLocked, "set Latitude 48.1", 25);
+        row("clock", kLocked, "set TimingSourceStatus 5", 0);
+        row("clock", kLocked, "set ClockLockStatus 0", 36);
+        row("clock", kLocked, "signal ClockLockStatus 0", 37); // the lock is read afresh
+        // The GNSS service appears after the item started and is read in full; it vanishes, which
+        // hides the icon even with a fix; it comes back and is read again.
+        row("gps", {"leave gps"}, gps(true, 1, "0,1").join('\n') + "\njoin gps", 26);
+        row("gps", kLocked, "leave gps", 0);
+        row("gps", kLocked, "leave gps\nstore FixStatus 0\njoin gps", 27);
+        burst("gps", "set Band 0", "set Band 0,0", "set Band 2", 26);
+        burst("clock", "set AutoSelectStatus 1", "set AutoSelectStatus 3", "set TimingSourceStatus 1", 35);
+        // clang-format on
+    }
+
+    void stateFromValuesAndSignals()
+    {
+        QFETCH(QString, item);
+        QFETCH(QStringList, stored);
+        QFETCH(QStringList, changes);
+        QFETCH(int, state);
+
+        QVERIFY(m_sim.run(stored));
+        const std::unique_ptr<AnyItem> tray = make(item);
+        tray->item()->initialize();
+        const int before = tray->icon()->state();
+        tray->armAutoHide(); // a refresh or a state change would stop it
+        QVERIFY(m_sim.run(changes, 60000));
+        deliverSignals();
+        // A service that comes or goes is read when the bus says so, which may come later still.
+        QTRY_COMPARE_WITH_TIMEOUT(tray->icon()->state(), state, 10000);
+        QCOMPARE(tray->autoHiding(), state == before);
+        QCOMPARE(tray->icon()->isVisible(), state != 0);
+    }
+
+    void proxyRefusesWronglyTypedFixStatus()
+    {
+        QVERIFY(m_sim.run({"store GnssStatus true", "store Band 0", "wrongtype FixStatus 1"}));
+
+        // Qt's generated proxy refuses a string where the interface says unsigned: its getter
+        // gives 0 and records a signature error.
+        ComOrvantasystemsPlatformGpsInterface proxy(QLatin1String(services::GpsService),
+                                                    QLatin1String(services::GpsPath),
+                                                    QDBusConnection::systemBus());
+        QCOMPARE(proxy.fixStatus(), 0u);
+        QCOMPARE(proxy.lastError().type(), QDBusError::InvalidSignature);
+    }
 
 private:
     static std::unique_ptr<AnyItem> make(const QString &item)
@@ -124,6 +210,7 @@ private:
             return AnyItem::make<CGpsSystemTrayDataItem>();
         return AnyItem::make<CClockSourceTrayDataItem>();
     }
+
     // Lets every change signal the simulator has sent so far reach the items: a call to the
     // simulator's connection is answered after the signals it sent before, on the same bus
     // connection as the items'.
@@ -139,92 +226,6 @@ private:
     SystemBusProcess m_bus;
     PlatformSimProcess m_sim;
 };
-
-// The values are stored without change signals and read by the item at start-up; then the
-// changes: "set" stores and signals, "signal" sends a change signal the values contradict. A
-// change that leaves the state as it was must not refresh the icon either.
-void TestPlatformItems::stateFromValuesAndSignals_data()
-{
-    QTest::addColumn<QString>("item");
-    QTest::addColumn<QStringList>("stored");
-    QTest::addColumn<QStringList>("changes");
-    QTest::addColumn<int>("state");
-    const auto row = [](const char *item, const QStringList &stored, const QString &change,
-                        int state) {
-        QTest::newRow(qPrintable(QStringLiteral("%1 %2 %3").arg(item, stored.join(','), change)))
-            << item << stored << change.split('\n', Qt::SkipEmptyParts) << state;
-    };
-    // 999 changes alternating between two values of the same state, and a last one.
-    const auto burst = [](const char *item, const char *first, const char *second, const char *last,
-                          int state) {
-        QStringList changes;
-        for (int i = 0; i < 999; ++i)
-            changes << (i % 2 ? second : first);
-        QTest::newRow(qPrintable(QStringLiteral("%1 burst, then %2").arg(item, last)))
-            << item << kLocked << (changes << last) << state;
-    };
-    // clang-format off
-    row("gps", {}, "", 0); // a new service: receiver off
-    row("gps", gps(true, 0, "0,2"), "", 27); row("gps", gps(true, 1, "0,0,0"), "", 25);
-    row("gps", gps(true, 1, "0, 2"), "", 26); row("gps", gps(true, 1, ""), "", 25);
-    row("gps", gps(true, 1, ",,"), "", 25); row("gps", gps(true, 1, "abc,1"), "", 26);
-    // FixStatus as a string, which Qt's proxy refuses: the item converts the value itself.
-    row("gps", gps(true, 0, "0") << "wrongtype FixStatus 1", "", 25);
-    row("gps", gps(true, 1, "0") << "wrongtype FixStatus 0", "", 27);
-    row("clock", {}, "", 0); // a new service: no timing source
-    row("clock", clock(1, 0, 0), "", 34); row("clock", clock(4, 0, 1), "", 41);
-    row("clock", clock(5, 2, 1), "", 37); // auto, settled on 13M
-    row("clock", clock(5, 5, 0), "", 28); // auto, searching
-    row("clock", clock(5, 0, 1), "", 0); row("clock", clock(6, 2, 1), "", 0);
-    row("gps", kLocked, "set Band 0,1", 26);
-    row("gps", kLocked, "signal FixStatus 0", 27); // the signal's value wins
-    row("gps", kLocked, "set GnssStatus false", 25); // read only when the service appears
-    row("gps", kLocked, "set Latitude 48.1", 25);
-    row("clock", kLocked, "set TimingSourceStatus 5", 0);
-    row("clock", kLocked, "set ClockLockStatus 0", 36);
-    row("clock", kLocked, "signal ClockLockStatus 0", 37); // the lock is read afresh
-    // The GNSS service appears after the item started and is read in full; it vanishes, which
-    // hides the icon even with a fix; it comes back and is read again.
-    row("gps", {"leave gps"}, gps(true, 1, "0,1").join('\n') + "\njoin gps", 26);
-    row("gps", kLocked, "leave gps", 0);
-    row("gps", kLocked, "leave gps\nstore FixStatus 0\njoin gps", 27);
-    burst("gps", "set Band 0", "set Band 0,0", "set Band 2", 26);
-    burst("clock", "set AutoSelectStatus 1", "set AutoSelectStatus 3", "set TimingSourceStatus 1", 35);
-    // clang-format on
-}
-
-void TestPlatformItems::stateFromValuesAndSignals()
-{
-    QFETCH(QString, item);
-    QFETCH(QStringList, stored);
-    QFETCH(QStringList, changes);
-    QFETCH(int, state);
-
-    QVERIFY(m_sim.run(stored));
-    const std::unique_ptr<AnyItem> tray = make(item);
-    tray->item()->initialize();
-    const int before = tray->icon()->state();
-    tray->armAutoHide(); // a refresh or a state change would stop it
-    QVERIFY(m_sim.run(changes, 60000));
-    deliverSignals();
-    // A service that comes or goes is read when the bus says so, which may come later still.
-    QTRY_COMPARE_WITH_TIMEOUT(tray->icon()->state(), state, 10000);
-    QCOMPARE(tray->autoHiding(), state == before);
-    QCOMPARE(tray->icon()->isVisible(), state != 0);
-}
-
-void TestPlatformItems::proxyRefusesWronglyTypedFixStatus()
-{
-    QVERIFY(m_sim.run({"store GnssStatus true", "store Band 0", "wrongtype FixStatus 1"}));
-
-    // Qt's generated proxy refuses a string where the interface says unsigned: its getter
-    // gives 0 and records a signature error.
-    ComOrvantasystemsPlatformGpsInterface proxy(QLatin1String(services::GpsService),
-                                                QLatin1String(services::GpsPath),
-                                                QDBusConnection::systemBus());
-    QCOMPARE(proxy.fixStatus(), 0u);
-    QCOMPARE(proxy.lastError().type(), QDBusError::InvalidSignature);
-}
 
 QTEST_MAIN(TestPlatformItems)
 #include "tst_platformitems.moc"

@@ -31,6 +31,7 @@ public:
         refresh();
         timer("showTimer")->stop();
     }
+
     void say(const QString &text, int milliseconds, bool autoHide)
     {
         showBalloon(text, QSystemTrayIcon::Information, QStringLiteral("default"), milliseconds,
@@ -62,164 +63,156 @@ class TestSystemTrayIcon : public QObject
     Q_OBJECT
 
 private slots:
-    void picturesLoadAtBarSize();
-    void stateSelectsCachedPicture();
-    void unloadablePictureShowsUnknownIcon();
-    void drawnTextStaysOffTheCache();
-    void balloonsWaitUntilTheIconSettled();
-    void autoHideEndsBeforeTheBalloon();
-    void messageClickHidesOnlyWhenAutoHiding();
-    void everyActivationIsAClick();
-};
-
-// Bar size, a double-size variant beside each, and no two files alike.
-void TestSystemTrayIcon::picturesLoadAtBarSize()
-{
-    QList<QImage> images;
-    for (const QString &name : QDir(QStringLiteral(":/icons")).entryList({"*.png"})) {
-        const QString file = QStringLiteral(":/icons/") + name;
-        if (file.contains(QLatin1String("@2x")))
-            continue;
-        // The job manager's picture leaves room below for the text the item writes.
-        const int side = file.endsWith(QLatin1String("JobManagerActive.png")) ? 40 : 32;
-        QVERIFY2(QPixmap(file).size() == QSize(side, side), qPrintable(file));
-        const QString hiDpi = file.chopped(4) + QStringLiteral("@2x.png");
-        QVERIFY2(QPixmap(hiDpi).size() == QSize(side, side) * 2, qPrintable(hiDpi));
-        QVERIFY2(!images.contains(imageOf(file)), qPrintable(file));
-        images << imageOf(file);
+    // Bar size, a double-size variant beside each, and no two files alike.
+    void picturesLoadAtBarSize()
+    {
+        QList<QImage> images;
+        for (const QString &name : QDir(QStringLiteral(":/icons")).entryList({"*.png"})) {
+            const QString file = QStringLiteral(":/icons/") + name;
+            if (file.contains(QLatin1String("@2x")))
+                continue;
+            // The job manager's picture leaves room below for the text the item writes.
+            const int side = file.endsWith(QLatin1String("JobManagerActive.png")) ? 40 : 32;
+            QVERIFY2(QPixmap(file).size() == QSize(side, side), qPrintable(file));
+            const QString hiDpi = file.chopped(4) + QStringLiteral("@2x.png");
+            QVERIFY2(QPixmap(hiDpi).size() == QSize(side, side) * 2, qPrintable(hiDpi));
+            QVERIFY2(!images.contains(imageOf(file)), qPrintable(file));
+            images << imageOf(file);
+        }
+        QVERIFY(images.contains(imageOf(QStringLiteral(":/icons/SysTrayUnknown.png"))));
     }
-    QVERIFY(images.contains(imageOf(QStringLiteral(":/icons/SysTrayUnknown.png"))));
-}
 
-void TestSystemTrayIcon::stateSelectsCachedPicture()
-{
-    // States 1 to 43 have pictures of their own, except the free slots 30 to 33.
-    const QString unknown = QStringLiteral(":/icons/SysTrayUnknown.png");
-    for (int state = 1; state <= 44; ++state) {
-        const QString file = CSystemTrayIcon::iconFileForState(state);
-        QVERIFY2((file == unknown) == ((state >= 30 && state <= 33) || state == 44) &&
-                     !QPixmap(file).isNull(),
-                 qPrintable(QString::number(state)));
-    }
-    RecordingTrayIcon icon;
-    icon.setState(9);
-    QCOMPARE(CSystemTrayIcon::iconFileForState(9), QStringLiteral(":/icons/SysTrayVnc.png"));
-    QCOMPARE(icon.currentPixmap().toImage().convertToFormat(QImage::Format_ARGB32),
-             imageOf(CSystemTrayIcon::iconFileForState(9)));
-    const qint64 loaded = icon.currentPixmap().cacheKey();
-    // Qt's global cache would hand back the same pixmap for a reload; empty it so that only the
-    // icon's own cache can.
-    QPixmapCache::clear();
-    icon.setState(1);
-    icon.setState(9);
-    QCOMPARE(icon.currentPixmap().cacheKey(), loaded);
-}
-
-void TestSystemTrayIcon::unloadablePictureShowsUnknownIcon()
-{
-    RecordingTrayIcon icon;
-    icon.setState(9);
-    icon.refresh();
-    QCOMPARE(shownImage(icon), imageOf(QStringLiteral(":/icons/SysTrayVnc.png")));
-    icon.losePicture();
-    icon.refresh();
-    QCOMPARE(shownImage(icon), imageOf(QStringLiteral(":/icons/SysTrayIconUnknown.png")));
-}
-
-void TestSystemTrayIcon::drawnTextStaysOffTheCache()
-{
-    RecordingTrayIcon icon;
-    icon.setState(19);
-    const QImage bare = icon.currentPixmap().toImage();
-    icon.drawText(QStringLiteral("42%"), 4, 30, QPen(Qt::white));
-    QVERIFY(icon.currentPixmap().toImage() != bare);
-    icon.drawTextInRect(QStringLiteral("7"), 2, 2, 28, 28, QPen(Qt::white));
-    icon.setState(19);
-    QCOMPARE(icon.currentPixmap().toImage(), bare);
-}
-
-void TestSystemTrayIcon::balloonsWaitUntilTheIconSettled()
-{
-    RecordingTrayIcon icon;
-    QElapsedTimer clock;
-    clock.start();
-    icon.setState(12);
-    icon.refresh();
-    QVERIFY(icon.isVisible());
-
-    // Of the balloons asked for while the icon is new, only the last one is shown, 3000 ms
-    // later (a coarse timer may fire up to 5 % early).
-    icon.say(QStringLiteral("first"), 2000, false);
-    icon.showBalloon(QStringLiteral("second"), QSystemTrayIcon::Warning, QStringLiteral("Pairing"),
-                     -1, false);
-    QVERIFY(icon.balloons.isEmpty());
-    QTRY_COMPARE_WITH_TIMEOUT(icon.balloons.size(), 1, 10000);
-    QVERIFY2(clock.elapsed() >= 2850, qPrintable(QString::number(clock.elapsed())));
-
-    // The held-back balloon went out once; from now on balloons go out at once, the icon's
-    // title stands in for "default", and an empty text hides the balloon.
-    icon.slotShowTimeout();
-    icon.say(QStringLiteral("third"), 4000, false);
-    icon.showBalloon(QString(), QSystemTrayIcon::Critical, QStringLiteral("Error"), 5000, false);
-    QCOMPARE(icon.balloons,
-             (QStringList{balloon("Pairing", "second", QSystemTrayIcon::Warning),
-                          balloon("Remote", "third", QSystemTrayIcon::Information, 4000),
-                          balloon(QString(), QString(), QSystemTrayIcon::NoIcon, 1)}));
-
-    // Only becoming visible again holds balloons back.
-    icon.setState(10);
-    icon.refresh();
-    QVERIFY(!icon.timer("showTimer")->isActive());
-}
-
-void TestSystemTrayIcon::autoHideEndsBeforeTheBalloon()
-{
-    // Asked for, shown, and when the icon hides.
-    const int rows[][3] = {{-1, 10000, 9500}, {2000, 2000, 1500}, {300, 300, 0}};
-    for (const auto &row : rows) {
+    void stateSelectsCachedPicture()
+    {
+        // States 1 to 43 have pictures of their own, except the free slots 30 to 33.
+        const QString unknown = QStringLiteral(":/icons/SysTrayUnknown.png");
+        for (int state = 1; state <= 44; ++state) {
+            const QString file = CSystemTrayIcon::iconFileForState(state);
+            QVERIFY2((file == unknown) == ((state >= 30 && state <= 33) || state == 44) &&
+                         !QPixmap(file).isNull(),
+                     qPrintable(QString::number(state)));
+        }
         RecordingTrayIcon icon;
-        icon.showSettled(13);
-        icon.say(QStringLiteral("Unplug"), row[0], true);
-        QCOMPARE(icon.balloons.value(0).section(" | ", 3), QString::number(row[1]));
-        QVERIFY(icon.timer("hideTimer")->isActive());
-        QCOMPARE(icon.timer("hideTimer")->interval(), row[2]);
-        // Run the hide timer out now rather than wait for it.
-        icon.timer("hideTimer")->start(0);
-        QTRY_VERIFY_WITH_TIMEOUT(!icon.isVisible(), 5000);
-        QCOMPARE(icon.state(), 0);
+        icon.setState(9);
+        QCOMPARE(CSystemTrayIcon::iconFileForState(9), QStringLiteral(":/icons/SysTrayVnc.png"));
+        QCOMPARE(icon.currentPixmap().toImage().convertToFormat(QImage::Format_ARGB32),
+                 imageOf(CSystemTrayIcon::iconFileForState(9)));
+        const qint64 loaded = icon.currentPixmap().cacheKey();
+        // Qt's global cache would hand back the same pixmap for a reload; empty it so that only the
+        // icon's own cache can.
+        QPixmapCache::clear();
+        icon.setState(1);
+        icon.setState(9);
+        QCOMPARE(icon.currentPixmap().cacheKey(), loaded);
     }
-}
 
-void TestSystemTrayIcon::messageClickHidesOnlyWhenAutoHiding()
-{
-    RecordingTrayIcon icon;
-    icon.showSettled(12);
-    icon.say(QStringLiteral("Pair requested"), -1, false);
-    emit icon.messageClicked();
-    QCOMPARE(icon.state(), 12);
+    void unloadablePictureShowsUnknownIcon()
+    {
+        RecordingTrayIcon icon;
+        icon.setState(9);
+        icon.refresh();
+        QCOMPARE(shownImage(icon), imageOf(QStringLiteral(":/icons/SysTrayVnc.png")));
+        icon.losePicture();
+        icon.refresh();
+        QCOMPARE(shownImage(icon), imageOf(QStringLiteral(":/icons/SysTrayIconUnknown.png")));
+    }
 
-    icon.say(QStringLiteral("Removed"), -1, true);
-    emit icon.messageClicked();
-    QVERIFY(!icon.isVisible());
-    QCOMPARE(icon.state(), 0);
-    QVERIFY(!icon.timer("hideTimer")->isActive());
+    void drawnTextStaysOffTheCache()
+    {
+        RecordingTrayIcon icon;
+        icon.setState(19);
+        const QImage bare = icon.currentPixmap().toImage();
+        icon.drawText(QStringLiteral("42%"), 4, 30, QPen(Qt::white));
+        QVERIFY(icon.currentPixmap().toImage() != bare);
+        icon.drawTextInRect(QStringLiteral("7"), 2, 2, 28, 28, QPen(Qt::white));
+        icon.setState(19);
+        QCOMPARE(icon.currentPixmap().toImage(), bare);
+    }
 
-    // Once done, auto-hide is no longer pending: the next click leaves a new state alone.
-    icon.showSettled(12);
-    emit icon.messageClicked();
-    QVERIFY(icon.isVisible());
-}
+    void balloonsWaitUntilTheIconSettled()
+    {
+        RecordingTrayIcon icon;
+        QElapsedTimer clock;
+        clock.start();
+        icon.setState(12);
+        icon.refresh();
+        QVERIFY(icon.isVisible());
 
-void TestSystemTrayIcon::everyActivationIsAClick()
-{
-    RecordingTrayIcon icon;
-    QSignalSpy clicks(&icon, SIGNAL(trayIconClicked()));
-    for (const auto reason :
-         {QSystemTrayIcon::Trigger, QSystemTrayIcon::DoubleClick, QSystemTrayIcon::Context,
-          QSystemTrayIcon::MiddleClick, QSystemTrayIcon::Unknown})
-        emit icon.activated(reason);
-    QCOMPARE(clicks.count(), 5);
-}
+        // Of the balloons asked for while the icon is new, only the last one is shown, 3000 ms
+        // later (a coarse timer may fire up to 5 % early).
+        icon.say(QStringLiteral("first"), 2000, false);
+        icon.showBalloon(QStringLiteral("second"), QSystemTrayIcon::Warning,
+                         QStringLiteral("Pairing"), -1, false);
+        QVERIFY(icon.balloons.isEmpty());
+        QTRY_COMPARE_WITH_TIMEOUT(icon.balloons.size(), 1, 10000);
+        QVERIFY2(clock.elapsed() >= 2850, qPrintable(QString::number(clock.elapsed())));
+
+        // The held-back balloon went out once; from now on balloons go out at once, the icon's
+        // title stands in for "default", and an empty text hides the balloon.
+        icon.slotShowTimeout();
+        icon.say(QStringLiteral("third"), 4000, false);
+        icon.showBalloon(QString(), QSystemTrayIcon::Critical, QStringLiteral("Error"), 5000,
+                         false);
+        QCOMPARE(icon.balloons,
+                 (QStringList{balloon("Pairing", "second", QSystemTrayIcon::Warning),
+                              balloon("Remote", "third", QSystemTrayIcon::Information, 4000),
+                              balloon(QString(), QString(), QSystemTrayIcon::NoIcon, 1)}));
+
+        // Only becoming visible again holds balloons back.
+        icon.setState(10);
+        icon.refresh();
+        QVERIFY(!icon.timer("showTimer")->isActive());
+    }
+
+    void autoHideEndsBeforeTheBalloon()
+    {
+        // Asked for, shown, and when the icon hides.
+        const int rows[][3] = {{-1, 10000, 9500}, {2000, 2000, 1500}, {300, 300, 0}};
+        for (const auto &row : rows) {
+            RecordingTrayIcon icon;
+            icon.showSettled(13);
+            icon.say(QStringLiteral("Unplug"), row[0], true);
+            QCOMPARE(icon.balloons.value(0).section(" | ", 3), QString::number(row[1]));
+            QVERIFY(icon.timer("hideTimer")->isActive());
+            QCOMPARE(icon.timer("hideTimer")->interval(), row[2]);
+            // Run the hide timer out now rather than wait for it.
+            icon.timer("hideTimer")->start(0);
+            QTRY_VERIFY_WITH_TIMEOUT(!icon.isVisible(), 5000);
+            QCOMPARE(icon.state(), 0);
+        }
+    }
+
+    void messageClickHidesOnlyWhenAutoHiding()
+    {
+        RecordingTrayIcon icon;
+        icon.showSettled(12);
+        icon.say(QStringLiteral("Pair requested"), -1, false);
+        emit icon.messageClicked();
+        QCOMPARE(icon.state(), 12);
+
+        icon.say(QStringLiteral("Removed"), -1, true);
+        emit icon.messageClicked();
+        QVERIFY(!icon.isVisible());
+        QCOMPARE(icon.state(), 0);
+        QVERIFY(!icon.timer("hideTimer")->isActive());
+
+        // Once done, auto-hide is no longer pending: the next click leaves a new state alone.
+        icon.showSettled(12);
+        emit icon.messageClicked();
+        QVERIFY(icon.isVisible());
+    }
+
+    void everyActivationIsAClick()
+    {
+        RecordingTrayIcon icon;
+        QSignalSpy clicks(&icon, SIGNAL(trayIconClicked()));
+        for (const auto reason :
+             {QSystemTrayIcon::Trigger, QSystemTrayIcon::DoubleClick, QSystemTrayIcon::Context,
+              QSystemTrayIcon::MiddleClick, QSystemTrayIcon::Unknown})
+            emit icon.activated(reason);
+        QCOMPARE(clicks.count(), 5);
+    }
+};
 
 QTEST_MAIN(TestSystemTrayIcon)
 #include "tst_systemtrayicon.moc"
