@@ -178,7 +178,9 @@ private slots:
         QFETCH(int, state);
 
         QVERIFY(m_sim.run(stored));
-        const std::unique_ptr<AnyItem> tray = make(item);
+        const std::unique_ptr<AnyItem> tray = item == QLatin1String("gps")
+                                                  ? AnyItem::make<CGpsSystemTrayDataItem>()
+                                                  : AnyItem::make<CClockSourceTrayDataItem>();
         tray->item()->initialize();
         const int before = tray->icon()->state();
         tray->armAutoHide(); // a refresh or a state change would stop it
@@ -204,13 +206,6 @@ private slots:
     }
 
 private:
-    static std::unique_ptr<AnyItem> make(const QString &item)
-    {
-        if (item == QLatin1String("gps"))
-            return AnyItem::make<CGpsSystemTrayDataItem>();
-        return AnyItem::make<CClockSourceTrayDataItem>();
-    }
-
     // Lets every change signal the simulator has sent so far reach the items: a call to the
     // simulator's connection is answered after the signals it sent before, on the same bus
     // connection as the items'.
