@@ -103,19 +103,15 @@ private slots:
         if (present)
             QCOMPARE(pixel(icon, chargingMarkPoint) == QColor(Qt::white), charging);
         QCOMPARE(pixel(icon, plugBelowBodyPoint) != transparent, plug);
-    }
 
-    void hiddenIconPaintsNothing()
-    {
-        CSystemTrayBatteryIcon icon(QStringLiteral("Battery/Charger"), nullptr, QFont());
-        icon.setState(6);
-        icon.drawBattery(10, false);
-        const QImage before = icon.currentPixmap().toImage();
+        // Hidden, the icon paints nothing, and its gauge keeps the last level drawn with a battery
+        // (the 100 % drawn before the row when there is none).
+        const QImage shown = icon.currentPixmap().toImage();
         icon.setState(0);
-        icon.drawBattery(100, true);
+        icon.drawBattery(10, !alarm);
         QVERIFY(!icon.isVisible());
-        QCOMPARE(icon.currentPixmap().toImage(), before);
-        QCOMPARE(icon.gauge().chargePercentage(), 10); // the gauge keeps the last level
+        QCOMPARE(icon.currentPixmap().toImage(), shown);
+        QCOMPARE(icon.gauge().chargePercentage(), present ? percent : 100);
     }
 
     void warningStates_data()
