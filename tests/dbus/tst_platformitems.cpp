@@ -165,7 +165,7 @@ private slots:
         row("gps", {"leave gps"}, gps(true, 1, "0,1").join('\n') + "\njoin gps", 26);
         row("gps", kLocked, "leave gps", 0);
         row("gps", kLocked, "leave gps\nstore FixStatus 0\njoin gps", 27);
-        burst("gps", "set Band 0", "set Band 0,0", "set Band 2", 26);
+        burst("gps", "set Band 0", "set Band 0,0", "set Band", 25);
         burst("clock", "set AutoSelectStatus 1", "set AutoSelectStatus 3", "set TimingSourceStatus 1", 35);
         // clang-format on
     }
