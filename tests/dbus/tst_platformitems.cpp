@@ -149,7 +149,7 @@ private slots:
         row("gps", gps(true, 0, "0") << "wrongtype FixStatus 1", "", 25);
         row("gps", gps(true, 1, "0") << "wrongtype FixStatus 0", "", 27);
         row("clock", {}, "", 0); // a new service: no timing source
-        row("clock", clock(1, 0, 0), "", 34); row("clock", clock(4, 0, 1), "", 41);
+        row("clock", clock(1, 0, 0), "", 34); // the fixed sources: the end-to-end case "platform"
         row("clock", clock(5, 2, 1), "", 37); // auto, settled on 13M
         row("clock", clock(5, 5, 0), "", 28); // auto, searching
         row("clock", clock(5, 0, 1), "", 0); row("clock", clock(6, 2, 1), "", 0);
@@ -160,10 +160,9 @@ private slots:
         row("clock", kLocked, "set TimingSourceStatus 5", 0);
         row("clock", kLocked, "set ClockLockStatus 0", 36);
         row("clock", kLocked, "signal ClockLockStatus 0", 37); // the lock is read afresh
-        // The GNSS service appears after the item started and is read in full; it vanishes, which
-        // hides the icon even with a fix; it comes back and is read again.
+        // The GNSS service appears after the item started and is read in full; it comes back after
+        // vanishing (which hides the icon: the end-to-end case "platform") and is read again.
         row("gps", {"leave gps"}, gps(true, 1, "0,1").join('\n') + "\njoin gps", 26);
-        row("gps", kLocked, "leave gps", 0);
         row("gps", kLocked, "leave gps\nstore FixStatus 0\njoin gps", 27);
         burst("gps", "set Band 0", "set Band 0,0", "set Band", 25);
         burst("clock", "set AutoSelectStatus 1", "set AutoSelectStatus 3", "set TimingSourceStatus 1", 35);
