@@ -1,8 +1,7 @@
-// The router client: its handler list and registration (against a loopback socket), then
-// synchronous requests, time-outs, fan-out and concurrent use through the real router.
+// The router client: its handler list, then synchronous requests, time-outs, fan-out and
+// concurrent use through the real router. What it registers with is the daemon test's part.
 #include "libclient/messagehandlerclient.h"
 #include "routerprocess.h"
-#include "support/loopbackpeer.h"
 
 #include <QMutex>
 #include <QtTest>
@@ -105,8 +104,6 @@ class TestRouterClient : public QObject
 private slots:
     void initTestCase() { QVERIFY(m_router.start()); }
     void handlerList();
-    void registrationParameters_data();
-    void registrationParameters();
     void replyEndsTheWait_data();
     void replyEndsTheWait();
     void fanOutCollectsEveryReceiver();
@@ -149,41 +146,6 @@ void TestRouterClient::handlerList()
     QCOMPARE(dispatch(), QStringLiteral("2/0 1/1 1/1 0/1"));
     client.setDefaultHandler(nullptr);
     QCOMPARE(dispatch(), QStringLiteral("3/0 1/1 1/1 0/1"));
-}
-
-void TestRouterClient::registrationParameters_data()
-{
-    QTest::addColumn<int>("scope");
-    QTest::addColumn<bool>("force");
-    QTest::addColumn<QString>("proxyHost");
-    QTest::addColumn<QString>("params");
-    QTest::newRow("local and remote") << 3 << false << QString() << "local,remote";
-    QTest::newRow("proxy") << 1 << true << "10.0.0.2"
-                           << "local,force,proxyHost,10.0.0.2,proxyPort,4000";
-}
-
-// Registered on connect with the router's ACK.
-void TestRouterClient::registrationParameters()
-{
-    QFETCH(int, scope);
-    QFETCH(bool, force);
-    QFETCH(QString, proxyHost);
-    LoopbackPeer router;
-    Message registration;
-    std::thread routerThread([&] {
-        if (router.accept() && router.readFrame(registration))
-            router.writeMessage(
-                *std::unique_ptr<Message>(Message::createAckMessage(&registration, "")));
-    });
-    RouterClient client("glyphd");
-    const bool connected = client.connect("127.0.0.1", router.port(), std::string(), scope, force,
-                                          proxyHost.toStdString(), 4000);
-    routerThread.join();
-
-    QVERIFY(connected);
-    QFETCH(QString, params);
-    QCOMPARE(registration, makeMessage("glyphd", "clientmgr", "register", params.toStdString(),
-                                       registration.seqn()));
 }
 
 void TestRouterClient::replyEndsTheWait_data()
