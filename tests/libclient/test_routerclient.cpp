@@ -81,11 +81,6 @@ struct Peer
     Recorder handler;
 };
 
-std::unique_ptr<Message> command(const std::string &name, const std::string &params = "")
-{
-    return std::unique_ptr<Message>(Message::createMessage(name, params));
-}
-
 // "TYPE SOURCE PARAMS", to compare a reply in one go.
 QString summary(const Message *message)
 {
@@ -187,7 +182,7 @@ void TestRouterClient::replyEndsTheWait()
         if (routerDies)
             ::kill(pid, SIGKILL);
     });
-    auto request = command("get", "WIFI_CONNECT_STATUS");
+    const std::unique_ptr<Message> request(Message::createMessage("get", "WIFI_CONNECT_STATUS"));
     QElapsedTimer clock;
     clock.start();
     std::unique_ptr<Message> reply(
@@ -217,7 +212,7 @@ void TestRouterClient::fanOutCollectsEveryReceiver()
     QVERIFY(answering.connect(m_router.port()) && silent.connect(m_router.port()) &&
             asking.connect(m_router.port()));
 
-    auto request = command("ping");
+    const std::unique_ptr<Message> request(Message::createMessage("ping", ""));
     request->setFanOut(true);
     QElapsedTimer clock;
     clock.start();

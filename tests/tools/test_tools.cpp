@@ -70,7 +70,6 @@ private slots:
         for (const char *same : {R"(a "b" c\d)", "tab\there\nnl\r\x01\x1f end", "caf\xc3\xa9"})
             QTest::newRow(same) << QByteArray(same) << QString::fromUtf8(same);
         QTest::newRow("latin-1") << QByteArray("caf\xe9") << QStringLiteral("caf\u00e9");
-        QTest::newRow("overlong slash") << QByteArray("\xc0\xaf") << QStringLiteral("\u00c0\u00af");
         QTest::newRow("valid after invalid")
             << QByteArray("\xff\xc3\xa9") << QStringLiteral("\u00ff\u00e9");
     }
