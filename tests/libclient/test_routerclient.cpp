@@ -148,18 +148,15 @@ void TestRouterClient::replyEndsTheWait_data()
     QTest::addColumn<MessageType>("answer");
     QTest::addColumn<int>("timeoutMs");
     QTest::addColumn<int>("minMs");
-    QTest::addColumn<int>("maxMs");
     QTest::addColumn<bool>("routerDies");
     QTest::addColumn<QString>("reply");
     const QString timeout = "5 answering \"Error: timeout\"";
     const MessageType silent = MessageType::Notification;
     // ACK and NACK replies and the time-out are also shown by the item tests' value requests.
-    QTest::newRow("error") << MessageType::Error << 20000 << 0 << 10000 << false
-                           << "5 answering ASSOCIATED";
-    QTest::newRow("time-out") << silent << 300 << 290 << 10000 << false << timeout;
-    QTest::newRow("negative: no wait") << silent << -1 << 0 << 1000 << false << timeout;
+    QTest::newRow("error") << MessageType::Error << 20000 << 0 << false << "5 answering ASSOCIATED";
+    QTest::newRow("time-out") << silent << 300 << 290 << false << timeout;
     // The router dies under the waiting call: it returns at once, not after the minute.
-    QTest::newRow("router dies") << silent << 60000 << 0 << 10000 << true << timeout;
+    QTest::newRow("router dies") << silent << 60000 << 0 << true << timeout;
 }
 
 void TestRouterClient::replyEndsTheWait()
@@ -192,8 +189,7 @@ void TestRouterClient::replyEndsTheWait()
 
     QTEST(summary(reply.get()), "reply");
     QFETCH(int, minMs);
-    QFETCH(int, maxMs);
-    QVERIFY2(elapsed >= minMs && elapsed < maxMs, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed >= minMs && elapsed < 10000, qPrintable(QString::number(elapsed)));
     QCOMPARE(reply->seqn(), request->seqn());
     QCOMPARE(reply->command(), std::string("get"));
     QCOMPARE(reply->destination(), std::string("asking"));

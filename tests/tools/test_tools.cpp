@@ -1,4 +1,5 @@
-// msgpeer and the simulator against the real router: what they answer, print and send.
+// msgpeer and the simulator against the real router: what msgpeer prints and how it ends (the
+// reliability script relies on its exit status), and the simulator's event text.
 #include "jsontext.h"
 #include "msgpeerrun.h"
 #include "routerprocess.h"
@@ -46,7 +47,6 @@ private slots:
         QTest::newRow("unknown destination") << "mode get ack" << QStringList{"nobody", "ping"}
                                              << "ERROR 5 clientmgr \"Error: unknown destination\"\n"
                                              << 1;
-        QTest::newRow("usage") << "mode get ack" << QStringList{"ctrlpanelsvc"} << QString() << 64;
     }
 
     void msgPeerPrintsTheReply()
@@ -62,16 +62,16 @@ private slots:
     }
 
     // The simulator's events are JSON lines whatever bytes a peer sends: bytes that are not
-    // UTF-8 stand for the code point of their value.
+    // UTF-8 stand for the code point of their value. (Quotes inside texts are in the events of
+    // every test that reads a NACK.)
     void jsonTextParsesBack_data()
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("text");
-        for (const char *same : {R"(a "b" c\d)", "tab\there\nnl\r\x01\x1f end", "caf\xc3\xa9"})
-            QTest::newRow(same) << QByteArray(same) << QString::fromUtf8(same);
-        QTest::newRow("latin-1") << QByteArray("caf\xe9") << QStringLiteral("caf\u00e9");
+        QTest::newRow("controls") << QByteArray("tab\there\nnl\r\x01\x1f end")
+                                  << QStringLiteral("tab\there\nnl\r\x01\x1f end");
         QTest::newRow("valid after invalid")
-            << QByteArray("\xff\xc3\xa9") << QStringLiteral("\u00ff\u00e9");
+            << QByteArray("caf\xc3\xa9\xff\xc3\xa9") << QStringLiteral("caf\u00e9\u00ff\u00e9");
     }
 
     void jsonTextParsesBack()
