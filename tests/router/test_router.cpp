@@ -1,6 +1,5 @@
 // What clientmgr answers and forwards for clients that keep the rules; clients that break
 // them are the reliability tests' part.
-#include "platform/message/frame.h"
 #include "platform/message/stringparam_scpi.h"
 #include "routertest.h"
 
@@ -24,7 +23,7 @@ std::vector<std::string> tokensOf(const std::string &params)
 } // namespace
 
 // One "register" after another on two connections, each with the answer it must get; then
-// where the names went, "unregister", and SIGTERM closing every connection.
+// where the names went, what a routed frame looks like, and "unregister".
 TEST_F(RouterTest, Registration)
 {
     const std::string longest(64, 'n');
@@ -39,17 +38,13 @@ TEST_F(RouterTest, Registration)
     const MessageType ack = MessageType::Ack, nack = MessageType::NAck;
     const Step steps[] = {
         {0, "alpha", "local", ack, ""},
-        {0, "alpha", "", ack, ""}, // already held by this connection
-        {1, "alpha", "remote", nack, kNameInUse},
+        {0, "alpha", "", ack, ""},                         // already held by this connection
         {1, "alpha", "proxyHost,force", nack, kNameInUse}, // here "force" is a host name
         {1, "clientmgr", "force", nack, kNameInUse},
         {1, "", "force", nack, kInvalidName},
-        {1, "two words", "force", nack, kInvalidName},
         {1, "a*", "force", nack, kInvalidName},
         {1, "x,y", "force", nack, kInvalidName},
-        {1, "caf\xc3\xa9", "force", nack, kInvalidName},
         {1, std::string(65, 'n'), "force", nack, kInvalidName},
-        {1, std::string("nu\0l", 4), "force", nack, kInvalidName},
         {1, longest, "", ack, ""},
         // Takes the name from connection 0, which is closed, and gives up the longest.
         {1, "alpha", "local,force,proxyPort,3000", ack, ""},
@@ -65,21 +60,22 @@ TEST_F(RouterTest, Registration)
     auto gamma = registered("gamma");
     EXPECT_EQ(gamma->request(longest, "hello"),
               routerReply(MessageType::Error, 2, "hello", "gamma", kUnknownDestination));
-    ASSERT_TRUE(gamma->writeMessage(makeMessage("gamma", "alpha", "hello")));
-    EXPECT_EQ(alpha.receive(), makeMessage("gamma", "alpha", "hello"));
+    // To the forced name; the router writes the sender's name as source and changes nothing
+    // else. (Order and frames that straddle its reads and writes are the router client's
+    // concurrent-send test's part.)
+    const std::string params("KEY,\"a \"\"quoted\"\" value\",'x'\0\xff,", 31);
+    const MessageType reply = MessageType::NAck;
+    ASSERT_TRUE(
+        gamma->writeMessage(makeMessage("ctrlpanelsvc", "alpha", "get", params, 77, reply)));
+    EXPECT_EQ(alpha.receive(), makeMessage("gamma", "alpha", "get", params, 77, reply));
 
-    // Connection 1 sent 12 frames so far.
+    // Connection 1 sent 8 frames so far.
     EXPECT_EQ(alpha.request("clientmgr", "unregister"),
-              routerReply(MessageType::Ack, 13, "unregister", "alpha"));
+              routerReply(MessageType::Ack, 9, "unregister", "alpha"));
     EXPECT_EQ(alpha.request("gamma", "hello"),
-              routerReply(MessageType::Error, 14, "hello", "alpha", kNotRegistered));
+              routerReply(MessageType::Error, 10, "hello", "alpha", kNotRegistered));
     auto newAlpha = registered("alpha");
-    EXPECT_EQ(alpha.registerAs("delta"), routerReply(ack, 15, "register", "delta"));
-
-    auto idle = connect();
-    EXPECT_EQ(router.stop(), 0) << log();
-    for (RouterPeer *peer : {&alpha, gamma.get(), newAlpha.get(), idle.get()})
-        EXPECT_TRUE(peer->waitForClose());
+    EXPECT_EQ(alpha.registerAs("delta"), routerReply(ack, 11, "register", "delta"));
 }
 
 // What the router answers itself, by whether the sender is registered. A frame that awaits no
@@ -99,15 +95,11 @@ TEST_F(RouterTest, AnswersOfTheRouterItself)
         // "register" for another client is an ordinary command: it needs a name to be routed.
         {false, "ctrlpanelsvc", "register", 17, MessageType::Command, error(kNotRegistered)},
         {false, "ctrlpanelsvc", "get", 17, MessageType::Command, error(kNotRegistered)},
-        {false, "clientmgr", "unregister", 17, MessageType::Command, error(kNotRegistered)},
         {false, "ctrlpanelsvc", "get", 0, MessageType::Command, std::nullopt},
-        {false, "ctrlpanelsvc", "notify", 0, MessageType::Notification, std::nullopt},
         {false, "ctrlpanelsvc", "get", 18, MessageType::Ack, std::nullopt},
         {true, "clientmgr", "list", 19, MessageType::Command,
          std::pair(MessageType::NAck, std::string("\"CMD not supported\""))},
-        {true, "ghost", "get", 20, MessageType::Command, error(kUnknownDestination)},
         {true, "ghost", "get", 0, MessageType::Command, std::nullopt},
-        {true, "ghost", "notify", 0, MessageType::Notification, std::nullopt},
         {true, "ghost", "get", 21, MessageType::NAck, std::nullopt},
     };
     auto unregistered = connect();
@@ -122,35 +114,6 @@ TEST_F(RouterTest, AnswersOfTheRouterItself)
                       routerReply(c.answer->first, c.seqn, c.command, peer.name, c.answer->second));
         }
         EXPECT_TRUE(peer.pingAnsweredNext());
-    }
-}
-
-TEST_F(RouterTest, SourceIsStampedAndEverythingElseArrivesUnchangedInOrder)
-{
-    auto alpha = registered("alpha");
-    auto beta = registered("beta");
-    const std::string params("KEY,\"a \"\"quoted\"\" value\",'x'\0\xff,", 31);
-    for (const MessageType type : {MessageType::Command, MessageType::Ack, MessageType::NAck,
-                                   MessageType::Notification, MessageType::Error}) {
-        ASSERT_TRUE(
-            alpha->writeMessage(makeMessage("ctrlpanelsvc", "beta", "get", params, 77, type)));
-        EXPECT_EQ(beta->receive(), makeMessage("alpha", "beta", "get", params, 77, type));
-    }
-
-    // Sizes vary so that frames straddle the router's reads and writes; all of them together
-    // stay below the queue limit, so they can be written before any is read.
-    constexpr int kCount = 1000;
-    std::string bytes;
-    for (int i = 0; i < kCount; ++i) {
-        const std::string padding(static_cast<std::size_t>(i * 37 % 5000), '.');
-        ASSERT_TRUE(frame::encode(
-            makeMessage("alpha", "beta", "n", std::to_string(i) + ":" + padding), bytes));
-    }
-    ASSERT_TRUE(alpha->write(bytes));
-    for (int i = 0; i < kCount; ++i) {
-        const auto message = beta->receive();
-        ASSERT_TRUE(message) << "frame " << i;
-        ASSERT_EQ(message->params().substr(0, message->params().find(':')), std::to_string(i));
     }
 }
 

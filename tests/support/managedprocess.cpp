@@ -41,6 +41,19 @@ bool ManagedProcess::launch(const QStringList &args)
     return true;
 }
 
+bool ManagedProcess::launchUntilReady(const QStringList &args, const std::function<bool()> &ready,
+                                      int timeoutMs)
+{
+    if (launch(args) && waitUntil([&] { return ready() || !isRunning(); }, timeoutMs) &&
+        isRunning() && ready()) {
+        return true;
+    }
+    qWarning("%s did not get ready; its standard error:\n%s", qPrintable(m_programName),
+             qPrintable(standardError()));
+    kill();
+    return false;
+}
+
 bool ManagedProcess::isRunning() const
 {
     return m_process.state() != QProcess::NotRunning;

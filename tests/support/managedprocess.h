@@ -53,6 +53,10 @@ protected:
 
     // Starts the program with args; false (with a warning) when it cannot be started.
     bool launch(const QStringList &args);
+    // Starts it and waits until ready() holds. False, with its standard error as a warning, when
+    // it ends first or timeoutMs passes; it is killed then.
+    bool launchUntilReady(const QStringList &args, const std::function<bool()> &ready,
+                          int timeoutMs);
     QProcess &process() { return m_process; }
     const QString &programName() const { return m_programName; }
 

@@ -10,18 +10,9 @@ bool RouterProcess::start(const QStringList &extraArgs, int timeoutMs)
 {
     m_host.clear();
     m_port = 0;
-    if (!launch(QStringList{QStringLiteral("--port"), QStringLiteral("0")} + extraArgs)) {
-        return false;
-    }
-    const bool listening =
-        waitUntil([this] { return parseListeningLine() || !isRunning(); }, timeoutMs) &&
-        m_port != 0;
-    if (!listening) {
-        qWarning("clientmgr did not report its port; its standard error:\n%s",
-                 qPrintable(standardError()));
-        kill();
-    }
-    return listening;
+    return launchUntilReady(
+        QStringList{QStringLiteral("--port"), QStringLiteral("0")} + extraArgs,
+        [this] { return parseListeningLine(); }, timeoutMs);
 }
 
 bool RouterProcess::parseListeningLine()

@@ -24,16 +24,10 @@ bool SimulatorProcess::start(quint16 routerPort, const QStringList &extraArgs, i
     m_events.clear();
     m_matched.clear();
     const auto ready = [](const QJsonObject &event) { return isEvent(event, "ready"); };
-    const bool started =
-        launch(QStringList{QStringLiteral("--port"), QString::number(routerPort)} + extraArgs) &&
-        waitUntil([&] { return !isRunning() || findUnmatched(ready) >= 0; }, timeoutMs) &&
-        isRunning() && waitForEvent(ready, 0);
-    if (!started) {
-        qWarning("instrument-sim did not get ready; its standard error:\n%s",
-                 qPrintable(standardError()));
-        kill();
-    }
-    return started;
+    return launchUntilReady(
+               QStringList{QStringLiteral("--port"), QString::number(routerPort)} + extraArgs,
+               [&] { return findUnmatched(ready) >= 0; }, timeoutMs) &&
+           waitForEvent(ready, 0);
 }
 
 bool SimulatorProcess::command(const QString &line)
