@@ -40,9 +40,7 @@ e2e_require() {
 }
 
 # e2e_wait SECONDS DESCRIPTION COMMAND...: polls until COMMAND succeeds or fails the test.
-e2e_wait() {
-    desktop_wait_for "$@" || e2e_fail "no $2 within $1 s"
-}
+e2e_wait() { desktop_wait_for "$@" || e2e_fail "no $2 within $1 s"; }
 
 e2e_log_has() { grep -q -- "$2" "$DESKTOP_DIR/logs/$1.log"; }
 
