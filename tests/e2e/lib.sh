@@ -98,11 +98,6 @@ e2e_wait_glyphd_initialized() {
     desktop_is_running glyphd || e2e_fail "glyphd ended early"
 }
 
-# e2e_expect_raise COMMAND [PARAMS]: the home page received it from glyphd.
-e2e_expect_raise() {
-    e2e_wait "$E2E_WAIT" "$* at homepage" \
-        e2e_sim_saw event=recv to=homepage from=glyphd "command=$1" "params=${2:-}"
-}
 
 # e2e_item TOOLTIP: waits for the item with that tooltip and sets E2E_ITEM to it.
 e2e_item() {
