@@ -1,7 +1,8 @@
 # shellcheck shell=bash
 # The stories both end-to-end tiers play, written once; sourced last by standin.sh and
-# desktop.sh, which provide TIER_QPA (the daemon's QT_QPA_PLATFORM) and these primitives:
-#   tier_up [PROGRAM...]    the desktop without its tray host, once the programs are there
+# desktop.sh, which provide TIER_QPA (the daemon's QT_QPA_PLATFORM), TIER_NEEDS (the programs
+# the tier runs on) and these primitives:
+#   tier_up                 starts the desktop without its tray host
 #   tier_host               the tray host
 #   icon_shown TITLE [PNG]  the item is there with that picture (on the desktop: in the bar too)
 #   icon_absent TITLE       the item is gone (on the desktop: its picture left the bar)
@@ -14,10 +15,7 @@
 
 REMEMBER="Please remember to eject the device from the Removable Storage system page before removing it."
 SAFE="The device has been ejected and is safe to remove."
-CORRUPTED="The device was removed without being ejected. Data may be corrupted."
-FILE_RECEIVED=$'File received and placed in the bluetooth inbox.\nFilename: '
 PAIRING="Pair requested. You may go to the Bluetooth system page to complete the pair by clicking on the icon above."
-WRONG_PORT="The R7300m Microscope will not function in this USB port.  Please use the other USB port."
 WRONG_PORT_KESTREL="The R7300m Microscope will not function properly in this USB port.  Please use Client USB port with a Mini OTG cable."
 
 DEFAULT_VALUES=(--values "$E2E_ROOT/tools/simulator/default-values.txt")
@@ -32,7 +30,9 @@ QRX4400=QRX4400_CONFIGURED=YES
 setup() {
     [[ -z "${E2E_UP:-}" ]] || return 0
     E2E_UP=1
-    tier_up "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd" "$@"
+    e2e_require "${TIER_NEEDS[@]}" "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd" "$@"
+    desktop_init
+    tier_up || e2e_fail "the desktop did not start"
 }
 
 # up [VARIABLE=VALUE...] [-- SIMULATOR-ARGS...]: desktop, router, simulator and the daemon with
@@ -90,7 +90,7 @@ case_items() {
     step - - Vellum -
     step - - Bluetooth SysTrayBluetooth.png raise_screen BLUETOOTH
     e2e_sim "btfile photo 1.jpg"
-    balloon information Bluetooth "${FILE_RECEIVED}photo 1.jpg" 10000
+    balloon information Bluetooth $'File received and placed in the bluetooth inbox.\nFilename: photo 1.jpg' 10000
     e2e_sim "set BLUE_PAIRING_STATE SSP_RESPONDER"
     balloon information Bluetooth "$PAIRING" 10000
     step LASER_WARNING True Vfl SysTrayLaserWarning.png raise_screen ""
@@ -133,7 +133,7 @@ case_qrx4400() {
         "flash /media/usb0=MOUNTED /media/usb1=MOUNTED"
     step - - "$title" SysTrayUsbFlashConnected.png raise_screen USB
     e2e_sim "flash /media/usb1=MOUNTED"
-    balloon information "$title" "$CORRUPTED" 10000
+    balloon information "$title" "The device was removed without being ejected. Data may be corrupted." 10000
     balloon_timed hides "$title" critical "$title" "$SAFE" 10000 "flash /media/usb1=EJECTING" "flash"
     step - - "$title" -
 

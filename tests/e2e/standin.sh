@@ -8,11 +8,8 @@ source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 TIER_QPA=xcb
 
-tier_up() {
-    e2e_require dbus-daemon Xvfb setpriv identify convert "$@"
-    desktop_init
-    { desktop_start_bus && desktop_start_xvfb; } || e2e_fail "no session bus or X server"
-}
+TIER_NEEDS=(dbus-daemon Xvfb setpriv identify convert)
+tier_up() { desktop_start_bus && desktop_start_xvfb; }
 
 tier_host() {
     desktop_spawn host "$DESKTOP_PYTHON" "$E2E_ROOT/scripts/desktop/sni_host.py"
@@ -57,6 +54,8 @@ icon_redrawn() {
         e2e_fail "the picture of the $1 item did not change after: ${*:2}"
 }
 
+WRONG_PORT="The R7300m Microscope will not function in this USB port.  Please use the other USB port."
+
 # translated CATALOGUE SOURCE: the finished translation of the source text in
 # glyphd_CATALOGUE.ts.
 translated() {
@@ -89,8 +88,6 @@ case_locales() {
         # The host keeps the balloons of the daemons before: each locale's texts are its own.
         "${BALLOON[@]}" --kind critical --summary "${texts[0]}" --body "${texts[1]}" ||
             e2e_fail "LC_ALL=$locale: no balloon \"${texts[*]}\""
-        [[ "$locale" == C ]] || ! e2e_log_has glyphd 'translations' ||
-            e2e_fail "LC_ALL=$locale: translations not loaded"
     done
     # The last daemon runs in the C locale.
     e2e_log_has glyphd 'Locale not set (or set to "C"): Not loading translations' ||
