@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# shellcheck disable=SC2034  # the TIER_ variables are read by cases.sh
 # Full desktop tier: the real router, simulator and daemon on headless sway with waybar (tray
 # only) and mako. An icon is checked on the bus (waybar's watcher) and on the screen (grim,
 # its picture found among the icons of the bar), clicked through sway's seat with a virtual

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# shellcheck disable=SC2034  # the TIER_ variables are read by cases.sh
 # Fast end-to-end tier: the real router, simulator and daemon on a private session bus, with
 # the stand-in tray host (scripts/desktop/sni_host.py) and a bare X server. The tray is read
 # and clicked through the bus, as a panel would, and the host records every balloon.
