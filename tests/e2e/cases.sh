@@ -30,7 +30,8 @@ QRX4400=QRX4400_CONFIGURED=YES
 setup() {
     [[ -z "${E2E_UP:-}" ]] || return 0
     E2E_UP=1
-    e2e_require "${TIER_NEEDS[@]}" "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd" "$@"
+    e2e_require "${TIER_NEEDS[@]}" "$E2E_BIN/clientmgr" "$E2E_BIN/instrument-sim" "$E2E_BIN/glyphd" \
+        "$E2E_BIN/platform-sim" busctl "$@"
     desktop_init
     tier_up || e2e_fail "the desktop did not start"
 }
@@ -62,19 +63,14 @@ step() {
         e2e_sim_saw event=recv to=homepage from=glyphd "command=$5" "params=${6:-}"; }
 }
 
-# platform_up ARGS...: the desktop and platform-sim with those values on a private system bus.
-platform_up() {
-    setup "$E2E_BIN/platform-sim" busctl
-    e2e_start_platform "$@"
-}
-
 # The default instrument's items from the control panel's values and the platform's
 # services, each tapped on the real host; Wi-Fi changed, the cloud sync's result cleared by
 # its page, a received file's name on the Bluetooth balloon's second line, a pairing request,
 # the laser on and off (the item tests walk the value tables and the senders, the reliability
 # cases the services leaving and coming back).
 case_items() {
-    platform_up --set GnssStatus=true --set FixStatus=1 --set Band=0,1 \
+    setup
+    e2e_start_platform --set GnssStatus=true --set FixStatus=1 --set Band=0,1 \
         --set TimingSourceStatus=5 --set AutoSelectStatus=3 --set ClockLockStatus=1
     up -- "${DEFAULT_VALUES[@]}"
     e2e_glyphd_on_systembus || e2e_fail "glyphd is not on the system bus"
@@ -101,7 +97,8 @@ case_items() {
 # table), and which never connects to the system bus although the platform's services are
 # there.
 case_qrx4400() {
-    platform_up --set GnssStatus=true --set FixStatus=1 --set TimingSourceStatus=1
+    setup
+    e2e_start_platform --set GnssStatus=true --set FixStatus=1 --set TimingSourceStatus=1
     up "$QRX4400" TORVE_CSR_NAME=kestrel -- "${NOTHING_SHOWN[@]}" --set VNC_USERS=2
     ! e2e_glyphd_on_systembus || e2e_fail "glyphd connected to the system bus on a QRX4400"
 

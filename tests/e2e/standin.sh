@@ -60,8 +60,10 @@ WRONG_PORT="The R7300m Microscope will not function in this USB port.  Please us
 # translated CATALOGUE SOURCE: the finished translation of the source text in
 # glyphd_CATALOGUE.ts.
 translated() {
-    xmllint --xpath "string(//message[source='$2'][not(translation/@type)]/translation)" \
-        "$E2E_ROOT/resources/translations/glyphd_$1.ts"
+    "$DESKTOP_PYTHON" -c 'import sys, xml.etree.ElementTree as tree
+print(next(m.findtext("translation") for m in tree.parse(sys.argv[1]).iter("message")
+           if m.findtext("source") == sys.argv[2] and m.find("translation").get("type") is None))' \
+        "$E2E_ROOT/resources/translations/glyphd_$1.ts" "$2"
 }
 
 # Each locale: LC_ALL (the four the daemon sets itself, the others Qt reads) and its catalogue.
@@ -71,7 +73,7 @@ LOCALES=(de_DE:de es_ES:es fr_FR:fr it_IT:it pl_PL:pl pt_BR:pt_BR zh_TW:zh_TW
 # The microscope warning arrives translated for every catalogue, and in English with the C
 # locale, which logs why. Only the daemon restarts between locales.
 case_locales() {
-    setup xmllint
+    setup
     tier_host
     e2e_start_router
     e2e_start_simulator "${NOTHING_SHOWN[@]}"
