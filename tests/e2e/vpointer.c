@@ -1,34 +1,28 @@
-/*
- * Gives a headless sway seat a pointer. A seat without input devices ignores
- * "swaymsg seat seat0 cursor ..."; once this client has created a virtual pointer, those
- * commands move and click like a mouse. Prints "ready" when the pointer exists, then stays
- * connected until it is killed or the compositor goes away.
- */
+// Gives a headless sway seat a pointer. A seat without input devices ignores
+// "swaymsg seat seat0 cursor ..."; once this client has created a virtual pointer, those
+// commands move and click like a mouse. Prints "ready" when the pointer exists, then stays
+// connected until it is killed or the compositor goes away.
 #include <stdio.h>
 #include <string.h>
 #include <wayland-client.h>
 
 #include "wlr-virtual-pointer-unstable-v1-client-protocol.h"
 
-struct globals
-{
-    struct wl_seat *seat;
-    struct zwlr_virtual_pointer_manager_v1 *manager;
-};
+static struct wl_seat *seat;
+static struct zwlr_virtual_pointer_manager_v1 *manager;
 
 static void on_global(void *data, struct wl_registry *registry, uint32_t name,
                       const char *interface, uint32_t version)
 {
-    struct globals *globals = data;
+    (void)data;
     (void)version;
-    if (!globals->seat && strcmp(interface, wl_seat_interface.name) == 0) {
-        globals->seat = wl_registry_bind(registry, name, &wl_seat_interface, 1);
-    } else if (strcmp(interface, zwlr_virtual_pointer_manager_v1_interface.name) == 0) {
-        globals->manager =
-            wl_registry_bind(registry, name, &zwlr_virtual_pointer_manager_v1_interface, 1);
-    }
+    if (!seat && strcmp(interface, wl_seat_interface.name) == 0)
+        seat = wl_registry_bind(registry, name, &wl_seat_interface, 1);
+    else if (strcmp(interface, zwlr_virtual_pointer_manager_v1_interface.name) == 0)
+        manager = wl_registry_bind(registry, name, &zwlr_virtual_pointer_manager_v1_interface, 1);
 }
 
+// Globals that go away do not matter for the life of this program.
 static void on_global_remove(void *data, struct wl_registry *registry, uint32_t name)
 {
     (void)data;
@@ -45,26 +39,21 @@ int main(void)
         fprintf(stderr, "vpointer: cannot connect to the Wayland display\n");
         return 1;
     }
-    struct globals globals = {NULL, NULL};
-    struct wl_registry *registry = wl_display_get_registry(display);
-    wl_registry_add_listener(registry, &registry_listener, &globals);
+    wl_registry_add_listener(wl_display_get_registry(display), &registry_listener, NULL);
     wl_display_roundtrip(display);
-    if (!globals.manager) {
+    if (!manager) {
         fprintf(stderr, "vpointer: the compositor has no zwlr_virtual_pointer_manager_v1\n");
-        wl_display_disconnect(display);
         return 1;
     }
-    struct zwlr_virtual_pointer_v1 *pointer =
-        zwlr_virtual_pointer_manager_v1_create_virtual_pointer(globals.manager, globals.seat);
+    zwlr_virtual_pointer_manager_v1_create_virtual_pointer(manager, seat);
     if (wl_display_roundtrip(display) < 0) {
         fprintf(stderr, "vpointer: the compositor refused the virtual pointer\n");
         return 1;
     }
     printf("ready\n");
     fflush(stdout);
+    // The pointer lives as long as the connection.
     while (wl_display_dispatch(display) != -1) {
     }
-    zwlr_virtual_pointer_v1_destroy(pointer);
-    wl_display_disconnect(display);
     return 0;
 }
