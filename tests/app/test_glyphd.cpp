@@ -5,14 +5,12 @@
 //
 // GLYPHD_UNIT_DIR names the units to read (the installed ones in the package test); by
 // default they are the build's copies, which name the programs in the build tree.
-#include "app/trayitemtable.h"
 #include "daemonprocess.h"
 #include "msgpeerrun.h"
 #include "notifysocket.h"
 #include "privatedesktop.h"
 #include "routerprocess.h"
 #include "simulatorprocess.h"
-#include "support/loopbackpeer.h"
 
 #include <QtTest>
 
@@ -22,30 +20,12 @@ namespace {
 
 const char kRegisterWarning[] = "The system tray daemon could not register with the control panel.";
 
-// The items in creation order: which instruments have them, and the keys each asks the
-// control panel for at start-up. An item that joins the item table needs its row here.
-enum Where { Everywhere, WithoutQrx4400, OnQrx4400WithoutRab };
-const struct
-{
-    const char *className;
-    Where where;
-    QStringList keys;
-} kItems[] = {
-    {"CFanSystemTrayDataItem", OnQrx4400WithoutRab, {"FAN_ALARM_STATUS"}},
-    {"CBatterySystemTrayDataItem", WithoutQrx4400, {"BATT_STATUS", "BATT_LEVEL", "BATT_ALARM"}},
-    {"CNtpSystemTrayDataItem", Everywhere, {"SYNC_TIME_SOURCE"}},
-    {"CUsbFlashSystemTrayDataItem", Everywhere, {"FLASH_LIST"}},
-    {"CVncSystemTrayDataItem", Everywhere, {"VNC_USERS"}},
-    {"CBluetoothSystemTrayDataItem", WithoutQrx4400, {"BLUE_ENABLED"}},
-    {"CAudioSystemTrayDataItem", WithoutQrx4400, {}},
-    {"CR7300mSystemTrayDataItem", Everywhere, {}},
-    {"CVellumSystemTrayDataItem", Everywhere, {"VELLUM_STATUS"}},
-    {"CJobManagerSystemTrayDataItem", Everywhere, {"JOBMANAGER_STATUS"}},
-    {"CWifiSystemTrayDataItem", WithoutQrx4400, {"WIFI_CONNECT_STATUS"}},
-    {"CGpsSystemTrayDataItem", WithoutQrx4400, {}},
-    {"CClockSourceTrayDataItem", WithoutQrx4400, {}},
-    {"CVflSystemTrayDataItem", Everywhere, {}},
-};
+// The keys the control panel is asked for at start-up, in the daemon's item order, by instrument.
+const QString kKeysWithoutQrx4400 = "BATT_STATUS BATT_LEVEL BATT_ALARM SYNC_TIME_SOURCE FLASH_LIST "
+                                    "VNC_USERS BLUE_ENABLED VELLUM_STATUS JOBMANAGER_STATUS "
+                                    "WIFI_CONNECT_STATUS";
+const QString kKeysOnQrx4400 =
+    "SYNC_TIME_SOURCE FLASH_LIST VNC_USERS VELLUM_STATUS JOBMANAGER_STATUS";
 
 // The settings of a unit file as "[Section]Key", the last value of each.
 QHash<QString, QString> unitSettings(const QString &name)
@@ -101,19 +81,17 @@ private slots:
     void initTestCase();
     void cleanup();
 
-    void startupFailures_data();
-    void startupFailures();
-    void registersLocallyUnderItsName();
+    void refusesABadCommandLine();
     void readyOnlyAfterTheControlPanelRegistration();
-    void endingsFollowTheRestartPolicy_data();
-    void endingsFollowTheRestartPolicy();
     void valueRequestsFollowItemOrder_data();
     void valueRequestsFollowItemOrder();
 
 private:
     bool startServices(const QStringList &simulatorArgs = {});
-    // options: what /etc/default/glyphd would give in GLYPHD_OPTIONS.
-    bool startGlyphd(const QStringList &options);
+    // options: what /etc/default/glyphd would give in GLYPHD_OPTIONS; variables: NAME=VALUE.
+    bool startGlyphd(const QStringList &options, const QStringList &variables = {});
+    // The parameters of each such command the control panel has received from the daemon.
+    QStringList controlPanelReceived(const QString &command);
     QStringList portOption() const { return {"--port", QString::number(m_router->port())}; }
 
     PrivateDesktop m_desktop;
@@ -128,10 +106,7 @@ void TestGlyphd::initTestCase()
 {
     m_routerUnit = unitSettings(QStringLiteral("clientmgr.service"));
     m_glyphdUnit = unitSettings(QStringLiteral("glyphd.service"));
-    QCOMPARE(m_routerUnit.value("[Service]Type"), QStringLiteral("notify"));
     QCOMPARE(m_glyphdUnit.value("[Service]Type"), QStringLiteral("notify"));
-    QCOMPARE(m_glyphdUnit.value("[Unit]Requires"), QStringLiteral("clientmgr.service"));
-    QVERIFY(m_glyphdUnit.value("[Unit]After").split(' ').contains("clientmgr.service"));
     QVERIFY(m_desktop.start());
 }
 
@@ -157,15 +132,14 @@ bool TestGlyphd::startServices(const QStringList &simulatorArgs)
            m_simulator->start(m_router->port(), simulatorArgs);
 }
 
-bool TestGlyphd::startGlyphd(const QStringList &options)
+bool TestGlyphd::startGlyphd(const QStringList &options, const QStringList &variables)
 {
     QProcessEnvironment environment = m_desktop.environment();
     environment.insert(QStringLiteral("GLYPHD_OPTIONS"), options.join(' '));
-    for (const char *name : {"QRX4400_CONFIGURED", "RAB_CONFIGURED"}) {
-        environment.remove(name);
-        if (qEnvironmentVariableIsSet(name))
-            environment.insert(name, qEnvironmentVariable(name));
-    }
+    environment.remove(QStringLiteral("QRX4400_CONFIGURED"));
+    environment.remove(QStringLiteral("RAB_CONFIGURED"));
+    for (const QString &variable : variables)
+        environment.insert(variable.section('=', 0, 0), variable.section('=', 1));
     const QStringList command = execStart(m_glyphdUnit, environment);
     m_glyphdNotify = std::make_unique<NotifySocket>();
     environment.insert(QStringLiteral("NOTIFY_SOCKET"), m_glyphdNotify->path());
@@ -173,44 +147,30 @@ bool TestGlyphd::startGlyphd(const QStringList &options)
     return m_glyphd->started;
 }
 
-void TestGlyphd::startupFailures_data()
+QStringList TestGlyphd::controlPanelReceived(const QString &command)
 {
-    QTest::addColumn<QStringList>("options");
-    QTest::addColumn<QString>("reason");
-    QTest::addColumn<QString>("fatal");
-    QTest::newRow("--host --port 5")
-        << QStringList{"--host", "--port", "5"} << "unknown option: '5'\n\n"
-        << "Could not parse commandline parameters.";
-    QTest::newRow("port taken as written")
-        << QStringList{"--port", "70000"} << "Can't connected 127.0.0.1 on port 70000\n"
-        << "Could not connect to clientmgr.";
+    QStringList params;
+    for (const QJsonObject &event : m_simulator->events()) {
+        if (event.value("event") == "recv" && event.value("to") == "ctrlpanelsvc" &&
+            event.value("from") == "glyphd" && event.value("command") == command)
+            params << event.value("params").toString();
+    }
+    return params;
 }
 
-void TestGlyphd::startupFailures()
+// "--port" is taken as the host name, so "5" is a word of no option.
+void TestGlyphd::refusesABadCommandLine()
 {
-    QFETCH(QStringList, options);
-    QFETCH(QString, reason);
-    QFETCH(QString, fatal);
-    QVERIFY(startGlyphd(options));
+    QVERIFY(startGlyphd({"--host", "--port", "5"}));
     QCOMPARE(m_glyphd->exitStatus(), -1);
-    QVERIFY2(m_glyphd->standardError().contains(reason), qPrintable(m_glyphd->standardError()));
-    QVERIFY(m_glyphd->standardError().contains(fatal));
-}
-
-// With a loopback socket as the router, the registration can be read as it is sent.
-void TestGlyphd::registersLocallyUnderItsName()
-{
-    LoopbackPeer router;
-    QVERIFY(startGlyphd({"--clientName", "tray2", "--port", QString::number(router.port())}));
-    Message registration;
-    QVERIFY(router.accept(30000) && router.readFrame(registration, 30000));
-    QCOMPARE(registration,
-             makeMessage("tray2", "clientmgr", "register", "local", registration.seqn()));
+    QVERIFY2(m_glyphd->standardError().contains("unknown option: '5'\n\n"
+                                                "Could not parse commandline parameters."),
+             qPrintable(m_glyphd->standardError()));
 }
 
 // A control panel that refuses twice and then accepts; while it cannot answer at all (stopped),
-// the daemon is not ready. Once running, it refuses commands it does not know, and on SIGTERM it
-// unregisters and exits with status 0.
+// the daemon is not ready. On SIGTERM it unregisters and exits with status 0, after which the
+// manager leaves it down.
 void TestGlyphd::readyOnlyAfterTheControlPanelRegistration()
 {
     QVERIFY(startServices());
@@ -223,121 +183,57 @@ void TestGlyphd::readyOnlyAfterTheControlPanelRegistration()
     QCOMPARE(::kill(pid_t(m_simulator->processId()), SIGCONT), 0);
 
     QVERIFY(readyFrom(*m_glyphdNotify, *m_glyphd));
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        QJsonObject registration;
-        QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "register", 10000, &registration));
-        QCOMPARE(registration.value("from").toString(), QStringLiteral("glyphd"));
-        QCOMPARE(registration.value("params").toString(), QStringLiteral("YES"));
-    }
-    QVERIFY(m_simulator->waitForEvent([](const QJsonObject &event) {
-        return event.value("event") == "sent" && event.value("command") == "register" &&
-               event.value("type") == 2;
-    }));
-    // Retrying stopped at the ACK: only then do the items ask for their values.
-    QVERIFY(m_simulator->waitForRecv("ctrlpanelsvc", "get", 10000));
-    QTRY_COMPARE(m_glyphd->standardError().count(kRegisterWarning), 2);
-
-    QVERIFY(m_simulator->command(QStringLiteral("send homepage glyphd 1 frobnicate 1")));
-    QJsonObject sent, nack;
-    QVERIFY(m_simulator->waitForEvent(
-        [](const QJsonObject &event) {
-            return event.value("event") == "sent" && event.value("command") == "frobnicate";
-        },
-        10000, &sent));
-    QVERIFY(m_simulator->waitForRecv("homepage", "frobnicate", 10000, &nack));
-    QCOMPARE(nack.value("type").toInt(), 3);
-    QCOMPARE(nack.value("from").toString(), QStringLiteral("glyphd"));
-    QCOMPARE(nack.value("params").toString(), QStringLiteral("\"CMD not supported\""));
-    QCOMPARE(nack.value("seqn"), sent.value("seqn"));
+    QVERIFY(m_simulator->sync());
+    // Retrying stopped at the ACK: only then did the items ask for their values.
+    QCOMPARE(controlPanelReceived("register"), QStringList({"YES", "YES", "YES"}));
+    QVERIFY(!controlPanelReceived("get").isEmpty());
+    QCOMPARE(m_glyphd->standardError().count(kRegisterWarning), 2);
 
     QCOMPARE(m_glyphd->stop(30000), 0);
     QVERIFY2(m_router->waitForStandardError("(glyphd) unregistered", 10000),
              qPrintable(m_router->standardError()));
-}
-
-void TestGlyphd::endingsFollowTheRestartPolicy_data()
-{
-    QTest::addColumn<bool>("routerLost");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<bool>("restarted");
-    // Losing the router is a failure: the daemon comes back and registers again.
-    QTest::newRow("router lost") << true << 1 << true;
-    // Told to end, it stays down.
-    QTest::newRow("exit command") << false << 0 << false;
-}
-
-void TestGlyphd::endingsFollowTheRestartPolicy()
-{
-    QFETCH(bool, routerLost);
-    QFETCH(int, status);
-    QVERIFY(startServices());
-    QVERIFY(startGlyphd(portOption()));
-    QVERIFY(readyFrom(*m_glyphdNotify, *m_glyphd));
-    if (routerLost) {
-        m_router->kill();
-    } else {
-        const MsgPeerResult exit = runMsgPeer(m_router->port(), {"glyphd", "exit"});
-        QCOMPARE(exit.exitCode, 0);
-        QVERIFY2(exit.output.startsWith(QStringLiteral("ACK 2 glyphd")), qPrintable(exit.output));
-        QVERIFY2(m_router->waitForStandardError("(glyphd) unregistered", 10000),
-                 qPrintable(m_router->standardError()));
-    }
-    QCOMPARE(m_glyphd->exitStatus(), status);
-    QTEST(restartsAfterExit(m_glyphdUnit.value("[Service]Restart"), status), "restarted");
+    QVERIFY(!restartsAfterExit(m_glyphdUnit.value("[Service]Restart"), 0));
 }
 
 void TestGlyphd::valueRequestsFollowItemOrder_data()
 {
-    QTest::addColumn<QByteArray>("qrx4400");
-    QTest::addColumn<QByteArray>("rab");
-    QTest::addColumn<QList<int>>("where");
-    QTest::newRow("neither") << QByteArray() << QByteArray() << QList<int>{0, WithoutQrx4400};
-    QTest::newRow("rab alone") << QByteArray() << QByteArray("YES")
-                               << QList<int>{0, WithoutQrx4400};
-    QTest::newRow("QRX4400") << QByteArray("YES") << QByteArray()
-                             << QList<int>{0, OnQrx4400WithoutRab};
-    QTest::newRow("QRX4400 on a rab") << QByteArray("YES") << QByteArray("YES") << QList<int>{0};
+    QTest::addColumn<QStringList>("variables");
+    QTest::addColumn<QString>("keys");
+    // How it ends: "exit" from a peer (status 0, acknowledged) or the router lost (status 1).
+    QTest::addColumn<int>("status");
+    QTest::newRow("neither") << QStringList() << kKeysWithoutQrx4400 << 0;
+    QTest::newRow("rab alone") << QStringList{"RAB_CONFIGURED=YES"} << kKeysWithoutQrx4400 << 1;
+    QTest::newRow("QRX4400") << QStringList{"QRX4400_CONFIGURED=YES"}
+                             << "FAN_ALARM_STATUS " + kKeysOnQrx4400 << 1;
+    QTest::newRow("QRX4400 on a rab")
+        << QStringList{"QRX4400_CONFIGURED=YES", "RAB_CONFIGURED=YES"} << kKeysOnQrx4400 << 1;
     QTest::newRow("lower-case yes")
-        << QByteArray("yes") << QByteArray("YES") << QList<int>{0, WithoutQrx4400};
+        << QStringList{"QRX4400_CONFIGURED=yes", "RAB_CONFIGURED=YES"} << kKeysWithoutQrx4400 << 0;
 }
 
-// The items of the instrument's configuration, in creation order, and the daemon asking the
-// control panel for their values in that order before it tells it is ready.
+// The daemon asks the control panel for the values of its configuration's items in their
+// creation order before it tells it is ready. How it then ends decides, against the unit's
+// Restart= policy, whether the manager starts it again: after losing the router it does.
 void TestGlyphd::valueRequestsFollowItemOrder()
 {
-    QFETCH(QByteArray, qrx4400);
-    QFETCH(QByteArray, rab);
-    QFETCH(QList<int>, where);
-    const std::pair<const char *, QByteArray> variables[] = {{"QRX4400_CONFIGURED", qrx4400},
-                                                             {"RAB_CONFIGURED", rab}};
-    for (const auto &[name, value] : variables) {
-        if (value.isEmpty())
-            qunsetenv(name);
-        else
-            qputenv(name, value);
-    }
-    QStringList items, keys;
-    for (const auto &item : kItems) {
-        if (where.contains(item.where)) {
-            items += item.className;
-            keys += item.keys;
-        }
-    }
-    QCOMPARE(glyphd::wantedTrayItems(glyphd::InstrumentConfiguration::fromEnvironment()), items);
-
+    QFETCH(QStringList, variables);
+    QFETCH(int, status);
     QVERIFY(startServices({"--values", GLYPHD_SOURCE_DIR "/tools/simulator/default-values.txt"}));
-    QVERIFY(startGlyphd(portOption()));
+    QVERIFY(startGlyphd(portOption(), variables));
     QVERIFY(readyFrom(*m_glyphdNotify, *m_glyphd));
     QVERIFY(m_simulator->sync());
-    QStringList requested;
-    for (const QJsonObject &event : m_simulator->events()) {
-        if (event.value("event") == "recv" && event.value("to") == "ctrlpanelsvc" &&
-            event.value("command") == "get") {
-            QCOMPARE(event.value("from").toString(), QStringLiteral("glyphd"));
-            requested << event.value("params").toString();
-        }
+    QTEST(controlPanelReceived("get").join(' '), "keys");
+
+    if (status == 1) {
+        m_router->kill();
+    } else {
+        const MsgPeerResult exit = runMsgPeer(m_router->port(), {"glyphd", "exit"});
+        QVERIFY2(exit.exitCode == 0 && exit.output.startsWith(QStringLiteral("ACK 2 glyphd")),
+                 qPrintable(exit.output));
+        QVERIFY(m_router->waitForStandardError("(glyphd) unregistered", 10000));
     }
-    QCOMPARE(requested, keys);
+    QCOMPARE(m_glyphd->exitStatus(), status);
+    QCOMPARE(restartsAfterExit(m_glyphdUnit.value("[Service]Restart"), status), status == 1);
 }
 
 QTEST_GUILESS_MAIN(TestGlyphd)
