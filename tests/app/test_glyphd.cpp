@@ -82,23 +82,16 @@ private slots:
     void cleanup();
 
     void refusesABadCommandLine();
-    void readyOnlyAfterTheControlPanelRegistration();
-    void valueRequestsFollowItemOrder_data();
-    void valueRequestsFollowItemOrder();
+    void startsAndEndsAsAService_data();
+    void startsAndEndsAsAService();
 
 private:
-    bool startServices(const QStringList &simulatorArgs = {});
     // options: what /etc/default/glyphd would give in GLYPHD_OPTIONS; variables: NAME=VALUE.
     bool startGlyphd(const QStringList &options, const QStringList &variables = {});
-    // The parameters of each such command the control panel has received from the daemon.
-    QStringList controlPanelReceived(const QString &command);
-    QStringList portOption() const { return {"--port", QString::number(m_router->port())}; }
 
     PrivateDesktop m_desktop;
     QHash<QString, QString> m_routerUnit, m_glyphdUnit;
-    std::unique_ptr<NotifySocket> m_routerNotify, m_glyphdNotify;
-    std::unique_ptr<RouterProcess> m_router;
-    std::unique_ptr<SimulatorProcess> m_simulator;
+    std::unique_ptr<NotifySocket> m_glyphdNotify;
     std::unique_ptr<DaemonProcess> m_glyphd;
 };
 
@@ -113,23 +106,6 @@ void TestGlyphd::initTestCase()
 void TestGlyphd::cleanup()
 {
     m_glyphd.reset();
-    m_simulator.reset();
-    m_router.reset();
-}
-
-bool TestGlyphd::startServices(const QStringList &simulatorArgs)
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("CLIENTMGR_OPTIONS"), QStringLiteral("--verbose"));
-    const QStringList command = execStart(m_routerUnit, environment);
-    m_routerNotify = std::make_unique<NotifySocket>();
-    environment.insert(QStringLiteral("NOTIFY_SOCKET"), m_routerNotify->path());
-    // The router's own "--port 0" comes first, so the unit's arguments still have the last word.
-    m_router = std::make_unique<RouterProcess>(command.value(0));
-    m_router->setEnvironment(environment);
-    m_simulator = std::make_unique<SimulatorProcess>();
-    return m_router->start(command.mid(1)) && readyFrom(*m_routerNotify, *m_router, 10000) &&
-           m_simulator->start(m_router->port(), simulatorArgs);
 }
 
 bool TestGlyphd::startGlyphd(const QStringList &options, const QStringList &variables)
@@ -147,17 +123,6 @@ bool TestGlyphd::startGlyphd(const QStringList &options, const QStringList &vari
     return m_glyphd->started;
 }
 
-QStringList TestGlyphd::controlPanelReceived(const QString &command)
-{
-    QStringList params;
-    for (const QJsonObject &event : m_simulator->events()) {
-        if (event.value("event") == "recv" && event.value("to") == "ctrlpanelsvc" &&
-            event.value("from") == "glyphd" && event.value("command") == command)
-            params << event.value("params").toString();
-    }
-    return params;
-}
-
 // "--port" is taken as the host name, so "5" is a word of no option.
 void TestGlyphd::refusesABadCommandLine()
 {
@@ -168,72 +133,79 @@ void TestGlyphd::refusesABadCommandLine()
              qPrintable(m_glyphd->standardError()));
 }
 
-// A control panel that refuses twice and then accepts; while it cannot answer at all (stopped),
-// the daemon is not ready. On SIGTERM it unregisters and exits with status 0, after which the
-// manager leaves it down.
-void TestGlyphd::readyOnlyAfterTheControlPanelRegistration()
-{
-    QVERIFY(startServices());
-    QVERIFY(m_simulator->command(QStringLiteral("mode register nack 2")) && m_simulator->sync());
-    QCOMPARE(::kill(pid_t(m_simulator->processId()), SIGSTOP), 0);
-    QVERIFY(startGlyphd(portOption()));
-    QVERIFY(m_router->waitForStandardError("registered as glyphd", 30000));
-    QVERIFY(!readyFrom(*m_glyphdNotify, *m_glyphd, 2000));
-    QVERIFY(m_glyphd->isRunning());
-    QCOMPARE(::kill(pid_t(m_simulator->processId()), SIGCONT), 0);
-
-    QVERIFY(readyFrom(*m_glyphdNotify, *m_glyphd));
-    QVERIFY(m_simulator->sync());
-    // Retrying stopped at the ACK: only then did the items ask for their values.
-    QCOMPARE(controlPanelReceived("register"), QStringList({"YES", "YES", "YES"}));
-    QVERIFY(!controlPanelReceived("get").isEmpty());
-    QCOMPARE(m_glyphd->standardError().count(kRegisterWarning), 2);
-
-    QCOMPARE(m_glyphd->stop(30000), 0);
-    QVERIFY2(m_router->waitForStandardError("(glyphd) unregistered", 10000),
-             qPrintable(m_router->standardError()));
-    QVERIFY(!restartsAfterExit(m_glyphdUnit.value("[Service]Restart"), 0));
-}
-
-void TestGlyphd::valueRequestsFollowItemOrder_data()
+void TestGlyphd::startsAndEndsAsAService_data()
 {
     QTest::addColumn<QStringList>("variables");
     QTest::addColumn<QString>("keys");
-    // How it ends: "exit" from a peer (status 0, acknowledged) or the router lost (status 1).
-    QTest::addColumn<int>("status");
-    QTest::newRow("neither") << QStringList() << kKeysWithoutQrx4400 << 0;
-    QTest::newRow("rab alone") << QStringList{"RAB_CONFIGURED=YES"} << kKeysWithoutQrx4400 << 1;
+    QTest::addColumn<QString>("ending"); // SIGTERM, a peer's "exit" command or the router lost
+    QTest::newRow("neither") << QStringList() << kKeysWithoutQrx4400 << "SIGTERM";
+    QTest::newRow("rab alone") << QStringList{"RAB_CONFIGURED=YES"} << kKeysWithoutQrx4400
+                               << "router lost";
     QTest::newRow("QRX4400") << QStringList{"QRX4400_CONFIGURED=YES"}
-                             << "FAN_ALARM_STATUS " + kKeysOnQrx4400 << 1;
-    QTest::newRow("QRX4400 on a rab")
-        << QStringList{"QRX4400_CONFIGURED=YES", "RAB_CONFIGURED=YES"} << kKeysOnQrx4400 << 1;
-    QTest::newRow("lower-case yes")
-        << QStringList{"QRX4400_CONFIGURED=yes", "RAB_CONFIGURED=YES"} << kKeysWithoutQrx4400 << 0;
+                             << "FAN_ALARM_STATUS " + kKeysOnQrx4400 << "exit";
+    QTest::newRow("QRX4400 on a rab") << QStringList{"QRX4400_CONFIGURED=YES", "RAB_CONFIGURED=YES"}
+                                      << kKeysOnQrx4400 << "router lost";
+    QTest::newRow("lower-case yes") << QStringList{"QRX4400_CONFIGURED=yes", "RAB_CONFIGURED=YES"}
+                                    << kKeysWithoutQrx4400 << "router lost";
 }
 
-// The daemon asks the control panel for the values of its configuration's items in their
-// creation order before it tells it is ready. How it then ends decides, against the unit's
-// Restart= policy, whether the manager starts it again: after losing the router it does.
-void TestGlyphd::valueRequestsFollowItemOrder()
+// A control panel that refuses the registration twice and then accepts it; while it cannot
+// answer at all (stopped), the daemon is not ready. Once ready, it has asked for the values of
+// its configuration's items in their creation order. How it ends decides, against the unit's
+// Restart= policy, whether the manager starts it again: only after losing the router.
+void TestGlyphd::startsAndEndsAsAService()
 {
     QFETCH(QStringList, variables);
-    QFETCH(int, status);
-    QVERIFY(startServices({"--values", GLYPHD_SOURCE_DIR "/tools/simulator/default-values.txt"}));
-    QVERIFY(startGlyphd(portOption(), variables));
+    QFETCH(QString, ending);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("CLIENTMGR_OPTIONS"), QStringLiteral("--verbose"));
+    const QStringList routerCommand = execStart(m_routerUnit, environment);
+    NotifySocket routerNotify;
+    environment.insert(QStringLiteral("NOTIFY_SOCKET"), routerNotify.path());
+    // The router's own "--port 0" comes first, so the unit's arguments still have the last word.
+    RouterProcess router(routerCommand.value(0));
+    router.setEnvironment(environment);
+    QVERIFY(router.start(routerCommand.mid(1)) && readyFrom(routerNotify, router, 10000));
+    SimulatorProcess simulator;
+    QVERIFY(simulator.start(router.port(),
+                            {"--values", GLYPHD_SOURCE_DIR "/tools/simulator/default-values.txt"}));
+
+    QVERIFY(simulator.command(QStringLiteral("mode register nack 2")) && simulator.sync());
+    QCOMPARE(::kill(pid_t(simulator.processId()), SIGSTOP), 0);
+    QVERIFY(startGlyphd({"--port", QString::number(router.port())}, variables));
+    QVERIFY(router.waitForStandardError("registered as glyphd", 30000));
+    QVERIFY(!readyFrom(*m_glyphdNotify, *m_glyphd, 2000));
+    QCOMPARE(::kill(pid_t(simulator.processId()), SIGCONT), 0);
     QVERIFY(readyFrom(*m_glyphdNotify, *m_glyphd));
-    QVERIFY(m_simulator->sync());
+    QVERIFY(simulator.sync());
+    // The parameters of each such command the control panel has received from the daemon.
+    const auto controlPanelReceived = [&simulator](const char *command) {
+        QStringList params;
+        for (const QJsonObject &event : simulator.events()) {
+            if (event.value("event") == "recv" && event.value("to") == "ctrlpanelsvc" &&
+                event.value("from") == "glyphd" && event.value("command") == command)
+                params << event.value("params").toString();
+        }
+        return params;
+    };
+    QCOMPARE(controlPanelReceived("register"), QStringList({"YES", "YES", "YES"}));
+    QCOMPARE(m_glyphd->standardError().count(kRegisterWarning), 2);
     QTEST(controlPanelReceived("get").join(' '), "keys");
 
-    if (status == 1) {
-        m_router->kill();
-    } else {
-        const MsgPeerResult exit = runMsgPeer(m_router->port(), {"glyphd", "exit"});
+    if (ending == "router lost") {
+        router.kill();
+    } else if (ending == "exit") {
+        const MsgPeerResult exit = runMsgPeer(router.port(), {"glyphd", "exit"});
         QVERIFY2(exit.exitCode == 0 && exit.output.startsWith(QStringLiteral("ACK 2 glyphd")),
                  qPrintable(exit.output));
-        QVERIFY(m_router->waitForStandardError("(glyphd) unregistered", 10000));
     }
-    QCOMPARE(m_glyphd->exitStatus(), status);
-    QCOMPARE(restartsAfterExit(m_glyphdUnit.value("[Service]Restart"), status), status == 1);
+    const int status = ending == "SIGTERM" ? m_glyphd->stop(30000) : m_glyphd->exitStatus();
+    QCOMPARE(status, ending == "router lost" ? 1 : 0);
+    if (status == 0) {
+        QVERIFY2(router.waitForStandardError("(glyphd) unregistered", 10000),
+                 qPrintable(router.standardError()));
+    }
+    QCOMPARE(restartsAfterExit(m_glyphdUnit.value("[Service]Restart"), status), status != 0);
 }
 
 QTEST_GUILESS_MAIN(TestGlyphd)
