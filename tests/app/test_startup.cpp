@@ -5,6 +5,7 @@
 #include "app/daemonize.h"
 #include "app/localeoverride.h"
 
+#include <QSaveFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -28,13 +29,11 @@ int runProbe(const char *probe, const char *argument)
         return 0;
     }
     glyphd::daemonize();
-    // Renamed into place, so the test never reads half a file.
-    const QByteArray path(argument), partial = path + ".partial";
-    char cwd[4096] = {};
-    FILE *out = std::fopen(partial.constData(), "w");
-    std::fprintf(out, "%d %d %s\n", int(getpid()), int(getsid(0)), getcwd(cwd, sizeof cwd));
-    std::fclose(out);
-    return std::rename(partial.constData(), path.constData());
+    QSaveFile report(QString::fromLocal8Bit(argument)); // appears whole: never read half
+    report.open(QIODevice::WriteOnly);
+    report.write(QByteArray::number(getpid()) + ' ' + QByteArray::number(getsid(0)) + ' ' +
+                 QDir::currentPath().toUtf8());
+    return report.commit() ? 0 : 1;
 }
 
 QStringList runSelf(const QStringList &args, const QProcessEnvironment &environment)
@@ -87,13 +86,11 @@ void TestStartup::commandLine()
 {
     QFETCH(QStringList, arguments);
     QByteArrayList storage{"glyphd"};
-    for (const QString &argument : arguments) {
+    for (const QString &argument : arguments)
         storage.append(argument.toUtf8());
-    }
     std::vector<char *> argv;
-    for (QByteArray &argument : storage) {
+    for (QByteArray &argument : storage)
         argv.push_back(argument.data());
-    }
     glyphd::StartupSettings settings;
     std::ostringstream cerr;
     std::streambuf *const previous = std::cerr.rdbuf(cerr.rdbuf());
@@ -140,12 +137,9 @@ void TestStartup::daemonModeDetaches()
 {
     QTemporaryDir dir;
     const QString report = dir.filePath(QStringLiteral("daemon"));
-    QElapsedTimer clock;
-    clock.start();
     QCOMPARE(runSelf({QStringLiteral("--probe-daemonize"), report},
                      QProcessEnvironment::systemEnvironment()),
              QStringList());
-    QVERIFY(clock.elapsed() < 20000);
 
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(report), 20000);
     QFile file(report);
