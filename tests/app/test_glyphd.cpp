@@ -81,7 +81,6 @@ private slots:
     void initTestCase();
     void cleanup();
 
-    void refusesABadCommandLine();
     void startsAndEndsAsAService_data();
     void startsAndEndsAsAService();
 
@@ -121,16 +120,6 @@ bool TestGlyphd::startGlyphd(const QStringList &options, const QStringList &vari
     environment.insert(QStringLiteral("NOTIFY_SOCKET"), m_glyphdNotify->path());
     m_glyphd = std::make_unique<DaemonProcess>(command.value(0), command.mid(1), environment);
     return m_glyphd->started;
-}
-
-// "--port" is taken as the host name, so "5" is a word of no option.
-void TestGlyphd::refusesABadCommandLine()
-{
-    QVERIFY(startGlyphd({"--host", "--port", "5"}));
-    QCOMPARE(m_glyphd->exitStatus(), -1);
-    QVERIFY2(m_glyphd->standardError().contains("unknown option: '5'\n\n"
-                                                "Could not parse commandline parameters."),
-             qPrintable(m_glyphd->standardError()));
 }
 
 void TestGlyphd::startsAndEndsAsAService_data()
