@@ -79,19 +79,12 @@ class TestGlyphd : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void cleanup();
-
     void startsAndEndsAsAService_data();
     void startsAndEndsAsAService();
 
 private:
-    // options: what /etc/default/glyphd would give in GLYPHD_OPTIONS; variables: NAME=VALUE.
-    bool startGlyphd(const QStringList &options, const QStringList &variables = {});
-
     PrivateDesktop m_desktop;
     QHash<QString, QString> m_routerUnit, m_glyphdUnit;
-    std::unique_ptr<NotifySocket> m_glyphdNotify;
-    std::unique_ptr<DaemonProcess> m_glyphd;
 };
 
 void TestGlyphd::initTestCase()
@@ -100,26 +93,6 @@ void TestGlyphd::initTestCase()
     m_glyphdUnit = unitSettings(QStringLiteral("glyphd.service"));
     QCOMPARE(m_glyphdUnit.value("[Service]Type"), QStringLiteral("notify"));
     QVERIFY(m_desktop.start());
-}
-
-void TestGlyphd::cleanup()
-{
-    m_glyphd.reset();
-}
-
-bool TestGlyphd::startGlyphd(const QStringList &options, const QStringList &variables)
-{
-    QProcessEnvironment environment = m_desktop.environment();
-    environment.insert(QStringLiteral("GLYPHD_OPTIONS"), options.join(' '));
-    environment.remove(QStringLiteral("QRX4400_CONFIGURED"));
-    environment.remove(QStringLiteral("RAB_CONFIGURED"));
-    for (const QString &variable : variables)
-        environment.insert(variable.section('=', 0, 0), variable.section('=', 1));
-    const QStringList command = execStart(m_glyphdUnit, environment);
-    m_glyphdNotify = std::make_unique<NotifySocket>();
-    environment.insert(QStringLiteral("NOTIFY_SOCKET"), m_glyphdNotify->path());
-    m_glyphd = std::make_unique<DaemonProcess>(command.value(0), command.mid(1), environment);
-    return m_glyphd->started;
 }
 
 void TestGlyphd::startsAndEndsAsAService_data()
@@ -161,11 +134,24 @@ void TestGlyphd::startsAndEndsAsAService()
 
     QVERIFY(simulator.command(QStringLiteral("mode register nack 2")) && simulator.sync());
     QCOMPARE(::kill(pid_t(simulator.processId()), SIGSTOP), 0);
-    QVERIFY(startGlyphd({"--port", QString::number(router.port())}, variables));
+
+    // The daemon's options as /etc/default/glyphd would give them, the instrument's variables.
+    environment = m_desktop.environment();
+    environment.insert(QStringLiteral("GLYPHD_OPTIONS"),
+                       "--port " + QString::number(router.port()));
+    environment.remove(QStringLiteral("QRX4400_CONFIGURED"));
+    environment.remove(QStringLiteral("RAB_CONFIGURED"));
+    for (const QString &variable : variables)
+        environment.insert(variable.section('=', 0, 0), variable.section('=', 1));
+    const QStringList command = execStart(m_glyphdUnit, environment);
+    NotifySocket glyphdNotify;
+    environment.insert(QStringLiteral("NOTIFY_SOCKET"), glyphdNotify.path());
+    DaemonProcess glyphd(command.value(0), command.mid(1), environment);
+    QVERIFY(glyphd.started);
     QVERIFY(router.waitForStandardError("registered as glyphd", 30000));
-    QVERIFY(!readyFrom(*m_glyphdNotify, *m_glyphd, 2000));
+    QVERIFY(!readyFrom(glyphdNotify, glyphd, 2000));
     QCOMPARE(::kill(pid_t(simulator.processId()), SIGCONT), 0);
-    QVERIFY(readyFrom(*m_glyphdNotify, *m_glyphd));
+    QVERIFY(readyFrom(glyphdNotify, glyphd));
     QVERIFY(simulator.sync());
     // The parameters of each such command the control panel has received from the daemon.
     const auto controlPanelReceived = [&simulator](const char *command) {
@@ -178,7 +164,7 @@ void TestGlyphd::startsAndEndsAsAService()
         return params;
     };
     QCOMPARE(controlPanelReceived("register"), QStringList({"YES", "YES", "YES"}));
-    QCOMPARE(m_glyphd->standardError().count(kRegisterWarning), 2);
+    QCOMPARE(glyphd.standardError().count(kRegisterWarning), 2);
     QTEST(controlPanelReceived("get").join(' '), "keys");
 
     if (ending == "router lost") {
@@ -188,7 +174,7 @@ void TestGlyphd::startsAndEndsAsAService()
         QVERIFY2(exit.exitCode == 0 && exit.output.startsWith(QStringLiteral("ACK 2 glyphd")),
                  qPrintable(exit.output));
     }
-    const int status = ending == "SIGTERM" ? m_glyphd->stop(30000) : m_glyphd->exitStatus();
+    const int status = ending == "SIGTERM" ? glyphd.stop(30000) : glyphd.exitStatus();
     QCOMPARE(status, ending == "router lost" ? 1 : 0);
     if (status == 0) {
         QVERIFY2(router.waitForStandardError("(glyphd) unregistered", 10000),
