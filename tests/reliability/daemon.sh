@@ -2,11 +2,11 @@
 # The daemon against neighbours that misbehave, on the stand-in tray host of the end-to-end
 # tests (private session bus, sni_host.py, Xvfb), with the real router and simulator.
 #
-#   daemon.sh CASE      CASE: silent-control-panel router-supervised storm-and-host-restart
+#   daemon.sh CASE      CASE: silent-control-panel router-supervised tray-host-restart
 #
 # RELIABILITY_EXIT_MS bounds the daemon's exit after the router dies (sanitizer builds get
 # more from ctest: their exit runs the leak check). RELIABILITY_SANITIZED=1 (ASan builds)
-# makes the storm-and-host-restart case check the daemon's exit for leaks and prove that the
+# makes the tray-host-restart case check the daemon's exit for leaks and prove that the
 # check ran.
 set -u
 source "$(dirname "${BASH_SOURCE[0]}")/../e2e/lib.sh"
@@ -105,17 +105,17 @@ case_router_supervised() {
     desktop_kill router
     desktop_wait_exit sim "$E2E_WAIT" # the simulator ends with its router
     e2e_wait "$E2E_WAIT" "the daemon's exit" e2e_log_has supervisor 'glyphd exited'
-    e2e_log_has supervisor 'glyphd exited with status 1 ' ||
-        e2e_fail "the daemon did not exit with status 1: $(grep exited \
-            "$DESKTOP_DIR/logs/supervisor.log")"
-    ended=$(sed -n 's/.*exited with status 1 at \([0-9]*\) ms/\1/p' \
-        "$DESKTOP_DIR/logs/supervisor.log" | head -n 1)
+    ended=$(grep -m 1 -oP '^supervisor: glyphd exited with status 1 at \K[0-9]+' \
+        "$DESKTOP_DIR/logs/supervisor.log")
+    [[ -n "$ended" ]] || e2e_fail "the daemon did not exit with status 1: $(grep exited \
+        "$DESKTOP_DIR/logs/supervisor.log")"
     e2e_log "glyphd ended $((ended - killed)) ms after the router was killed"
     ((ended - killed <= EXIT_LIMIT_MS)) ||
         e2e_fail "glyphd took $((ended - killed)) ms to end, more than $EXIT_LIMIT_MS ms"
 
     # The new router on the same port, as its unit would start it.
     desktop_spawn router "$E2E_BIN/clientmgr" --host 127.0.0.1 --port "$E2E_PORT"
+    e2e_wait "$E2E_WAIT" "the new router" e2e_log_has router 'clientmgr: listening on'
     rm -f "$DESKTOP_DIR/sim.in" # the first simulator's pipe
     e2e_start_simulator --set VNC_USERS=2
     e2e_wait "$E2E_WAIT" "registration with the new control panel" \
@@ -126,12 +126,11 @@ case_router_supervised() {
     e2e_stop supervisor # its log is the daemon's: no sanitizer report
 }
 
-# Notifications the VNC item cannot read and huge ones, then the tray host killed and started
-# again three times while the VNC value changes: the daemon lives, and its icon follows the
-# latest value on every new host. In sanitizer builds its exit must pass the leak check, and
+# The tray host killed and started again three times while the VNC value changes: the daemon
+# lives, and its icon follows the latest value on every new host. In sanitizer builds its exit must pass the leak check, and
 # must show that the check ran: with atexit=1 the runtime prints its statistics from the exit
 # hook that also runs the leak check.
-case_storm_and_host_restart() {
+case_tray_host_restart() {
     setup_services --set VNC_USERS=1
     local sanitized=()
     [[ "${RELIABILITY_SANITIZED:-0}" == 1 ]] &&
@@ -139,17 +138,6 @@ case_storm_and_host_restart() {
     e2e_start_glyphd xcb "${sanitized[@]}"
     e2e_wait_glyphd_initialized
     e2e_expect_vnc_picture SysTrayVnc.png
-
-    # Parameter text that breaks the item's expectations in every way it can be broken, and
-    # values nearly as large as a frame allows. The values that follow show they were handled.
-    local text
-    for text in 'VNC_USERS' 'VNC_USERS,' 'VNC_USERS,"2' "VNC_USERS,'" 'VNC_USERS,,,,' ',,,,' \
-        '"VNC_USERS' 'VNC_USERS,-1' 'VNC_USERS,99999999999999999999999' 'VNC_USERS,2,extra,tokens' \
-        $'VNC_USERS,\xff\xfe\x01' 'VNC_USERS,<a><b></a>' 'VNC_USERS,""""""' '' \
-        "VNC_USERS,$(head -c 900000 /dev/zero | tr '\0' '9')" \
-        "VNC_USERS,\"$(head -c 900000 /dev/zero | tr '\0' 'x')\""; do
-        e2e_sim "notify-raw $text"
-    done
 
     local round pictures=(SysTrayVnc.png SysTrayVncMultiple.png)
     for round in 1 2 3; do
@@ -159,7 +147,6 @@ case_storm_and_host_restart() {
         desktop_is_running glyphd || e2e_fail "glyphd ended with the tray host"
         e2e_expect_vnc_picture "${pictures[round % 2]}"
     done
-    [[ "$(count_in router 'closing')" == 0 ]] || e2e_fail "the router closed a connection"
     ((${#sanitized[@]})) || return 0
     [[ "$ASAN_OPTIONS" == *detect_leaks=1* ]] || e2e_fail "leak detection is off: $ASAN_OPTIONS"
     desktop_stop glyphd 30 # e2e_finish then checks its log for sanitizer reports
@@ -171,9 +158,9 @@ case_storm_and_host_restart() {
 case "${1:-}" in
 silent-control-panel) case_silent_control_panel ;;
 router-supervised) case_router_supervised ;;
-storm-and-host-restart) case_storm_and_host_restart ;;
+tray-host-restart) case_tray_host_restart ;;
 *)
-    echo "usage: $0 silent-control-panel|router-supervised|storm-and-host-restart" >&2
+    echo "usage: $0 silent-control-panel|router-supervised|tray-host-restart" >&2
     exit 2
     ;;
 esac
