@@ -150,9 +150,8 @@ void TestStartup::daemonModeDetaches()
 
 int main(int argc, char **argv)
 {
-    if (argc >= 2 && qstrncmp(argv[1], "--probe-", 8) == 0) {
+    if (argc >= 2 && qstrncmp(argv[1], "--probe-", 8) == 0)
         return runProbe(argv[1], argc >= 3 ? argv[2] : nullptr);
-    }
     QCoreApplication application(argc, argv);
     TestStartup test;
     return QTest::qExec(&test, argc, argv);

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the Debian package, checks it with lintian, installs it with apt-get, runs the daemon
+# Builds the Debian package, installs it with apt-get, runs the daemon
 # test on the installed units (the installed glyphd against the installed clientmgr, with the
 # build's simulator as the control panel), and removes it again without a trace.
 # Usage: package.sh BUILD_DIR DAEMON_TEST   (DAEMON_TEST: the build's test_app_glyphd)
@@ -21,7 +21,7 @@ fail() {
     exit 1
 }
 [[ $(id -u) -eq 0 ]] || skip "needs root to install a package"
-for tool in apt-get dpkg-deb lintian cpack systemctl; do
+for tool in apt-get dpkg-deb cpack systemctl; do
     command -v "$tool" >/dev/null || skip "$tool not found (scripts/install-deps.sh)"
 done
 if dpkg-query -W -f='${Status}' glyphd 2>/dev/null | grep -q 'installed\|config-files'; then
@@ -42,18 +42,12 @@ echo "== cpack"
 (cd "$work" && cpack -G DEB --config "$build_dir/CPackConfig.cmake" -B "$work" >cpack.log) ||
     { cat "$work/cpack.log"; exit 1; }
 deb=$(echo "$work"/glyphd_*.deb)
-[[ -f "$deb" ]] || fail "no package built"
 
 # Every file the package holds must be new here, and gone again after the purge.
 mapfile -t files < <(dpkg-deb --fsys-tarfile "$deb" | tar -t | sed -n 's|^\./|/|; /[^/]$/p')
 for path in "${files[@]}"; do
     [[ ! -f "$path" ]] || skip "$path exists already; installing would replace it"
 done
-
-echo "== lintian"
-lintian --fail-on error --display-level '>=warning' "$deb" >"$work/lintian.log" 2>&1 ||
-    { cat "$work/lintian.log"; fail "lintian reports errors"; }
-grep -v 'running with root' "$work/lintian.log" || true
 
 echo "== apt-get install"
 installed=1
@@ -72,8 +66,6 @@ GLYPHD_UNIT_DIR=$unit_dir GLYPHD_BIN_DIR=$build_dir/bin "$daemon_test"
 echo "== apt-get purge"
 DEBIAN_FRONTEND=noninteractive apt-get purge -y -qq glyphd
 installed=0
-! dpkg-query -W -f='${Status}' glyphd 2>/dev/null | grep -q 'installed\|config-files' ||
-    fail "dpkg still knows the package after the purge"
 for path in "${files[@]}" "${links[@]}"; do
     [[ ! -e "$path" && ! -L "$path" ]] || fail "left behind: $path"
 done

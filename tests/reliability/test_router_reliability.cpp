@@ -10,11 +10,8 @@ namespace {
 constexpr long kQueueLimitKiB = 8 * 1024; // the router's per-client queue limit
 constexpr long kReadBudgetKiB = 1024;     // what one connection may have buffered in
 constexpr long kSlackKiB = 4 * 1024;      // allocator and kernel noise
-#ifdef GLYPHD_SANITIZED
-constexpr bool kMeasureMemory = false; // the sanitizers' quarantine keeps freed memory
-#else
-constexpr bool kMeasureMemory = true;
-#endif
+// The sanitizers' quarantine keeps freed memory.
+constexpr bool kMeasureMemory = !GLYPHD_SANITIZED;
 
 std::string lengthField(std::uint32_t length)
 {
@@ -54,7 +51,6 @@ TEST_F(RouterReliabilityTest, OffendersAreClosedAndNamedWhileOthersAreServed)
                                     valid.substr(0, valid.size() / 2)};
     for (const std::string &bytes : offences) {
         const bool truncated = &bytes == &offences[1];
-        SCOPED_TRACE(std::to_string(bytes.size()) + " bytes");
         auto offender = registered("offender");
         ASSERT_TRUE(offender->write(bytes));
         if (truncated)
@@ -93,10 +89,8 @@ TEST_F(RouterReliabilityTest, AClientThatNeverReadsIsDroppedAtTheQueueLimit)
                                    kUnknownDestination));
     EXPECT_GT(sent, std::size_t(kQueueLimitKiB) * 1024);
     EXPECT_TRUE(logCloses(sink->port(), "sink", "outgoing queue")) << log();
-    EXPECT_TRUE(sink->waitForClose());
     if (kMeasureMemory) {
         EXPECT_LE(peakKiB, baselineKiB + kQueueLimitKiB + kReadBudgetKiB + kSlackKiB)
             << "baseline " << baselineKiB << " KiB";
     }
-    registered("sink");
 }
