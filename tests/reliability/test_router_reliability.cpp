@@ -1,9 +1,12 @@
-// clientmgr against clients that misbehave: a frame over the length limit, a truncated one, a
-// client that never reads. Whatever they do, the router stays up, serves a well-behaved bystander,
-// keeps its memory bounded and names each offender in its log.
+// clientmgr against clients that misbehave: random bytes, a frame over the length limit, a
+// truncated one, 500 connections coming and going, a client that never reads. Whatever they do, the
+// router stays up, serves a well-behaved bystander, keeps its memory bounded and names each
+// offender in its log.
 #include "platform/message/frame.h"
 #include "router/routertest.h"
 #include "support/procstatus.h"
+
+#include <random>
 
 namespace {
 
@@ -12,6 +15,15 @@ constexpr long kReadBudgetKiB = 1024;     // what one connection may have buffer
 constexpr long kSlackKiB = 4 * 1024;      // allocator and kernel noise
 // The sanitizers' quarantine keeps freed memory.
 constexpr bool kMeasureMemory = !GLYPHD_SANITIZED;
+
+std::string randomBytes(std::size_t size, unsigned stream)
+{
+    std::mt19937 generator(stream);
+    std::string bytes(size, '\0');
+    for (char &byte : bytes)
+        byte = static_cast<char>(generator() & 0xff);
+    return bytes;
+}
 
 std::string lengthField(std::uint32_t length)
 {
@@ -43,26 +55,56 @@ protected:
 TEST_F(RouterReliabilityTest, OffendersAreClosedAndNamedWhileOthersAreServed)
 {
     // The rules of the frame format are the decoder's tests' part (and its fuzzer's); here a
-    // length over the limit shows what the router does with a frame that breaks them, and half
-    // a frame and a hang-up what a client killed in the middle of a frame does.
+    // length over the limit and random bytes show what the router does with a frame that breaks
+    // them, and half a frame and a hang-up what a client killed in the middle of a frame does.
     std::string valid;
     frame::encode(makeMessage("offender", "bystander", "get", "KEY", 7), valid);
-    const std::string offences[] = {lengthField(frame::kMaxBodyLength + 1),
-                                    valid.substr(0, valid.size() / 2)};
-    for (const std::string &bytes : offences) {
-        const bool truncated = &bytes == &offences[1];
+    const std::string truncated = valid.substr(0, valid.size() / 2);
+    std::vector<std::string> offences = {lengthField(frame::kMaxBodyLength + 1), truncated};
+    for (unsigned stream = 1; stream <= 8; ++stream)
+        offences.push_back(randomBytes(1 + stream * 997, stream));
+    for (std::size_t i = 0; i < offences.size(); ++i) {
+        SCOPED_TRACE("offence " + std::to_string(i));
+        const bool hangUp = offences[i] == truncated;
         auto offender = registered("offender");
-        ASSERT_TRUE(offender->write(bytes));
-        if (truncated)
+        ASSERT_TRUE(offender->write(offences[i]));
+        if (hangUp)
             offender->closeConnection();
         else
             EXPECT_TRUE(offender->waitForClose());
         EXPECT_TRUE(logCloses(offender->port(), "offender",
-                              truncated ? "peer closed the connection in the middle of a frame"
-                                        : "malformed frame"))
+                              hangUp ? "peer closed the connection in the middle of a frame"
+                                     : "malformed frame"))
             << log();
         EXPECT_TRUE(bystander->pingAnsweredNext());
-        registered("offender");
+        registered("offender"); // the name went with the connection
+    }
+}
+
+// 500 clients at once, twice, then 500 that open and close without a word: every name is
+// released, the bystander is served, and the router's memory does not grow with the churn.
+TEST_F(RouterReliabilityTest, FiveHundredConnectionsOpeningAndClosing)
+{
+    constexpr int kClients = 500;
+    long afterFirstRoundKiB = 0;
+    for (int round = 0; round < 2; ++round) {
+        std::vector<std::unique_ptr<RouterPeer>> clients;
+        for (int i = 0; i < kClients; ++i) {
+            clients.push_back(registered("c" + std::to_string(i)));
+            ASSERT_FALSE(HasFailure()) << "client " << i;
+        }
+        ASSERT_TRUE(bystander->pingAnsweredNext());
+        clients.clear();
+        for (const int i : {0, kClients - 1})
+            registered("c" + std::to_string(i)); // released once the router saw the hang-up
+        if (round == 0)
+            afterFirstRoundKiB = residentKiB();
+    }
+    for (int i = 0; i < kClients; ++i)
+        connect();
+    EXPECT_TRUE(bystander->pingAnsweredNext());
+    if (kMeasureMemory) {
+        EXPECT_LE(residentKiB(), afterFirstRoundKiB + kSlackKiB) << "baseline " << baselineKiB;
     }
 }
 
