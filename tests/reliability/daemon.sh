@@ -2,7 +2,8 @@
 # The daemon against neighbours that misbehave, on the stand-in tray host of the end-to-end
 # tests (private session bus, sni_host.py, Xvfb), with the real router and simulator.
 #
-#   daemon.sh CASE      CASE: silent-control-panel router-supervised tray-host-restart
+#   daemon.sh CASE      CASE: silent-control-panel silent-home-page notification-storm
+#                             router-supervised platform-churn tray-host-restart
 #
 # RELIABILITY_EXIT_MS bounds the daemon's exit after the router dies (sanitizer builds get
 # more from ctest: their exit runs the leak check). RELIABILITY_SANITIZED=1 (ASan builds)
@@ -22,13 +23,27 @@ count_in() { grep -c -E -- "$2" "$DESKTOP_DIR/logs/$1.log"; }
 
 # Router, simulator (ARGS) and tray host up, the daemon not yet started.
 setup_services() {
-    e2e_require dbus-daemon Xvfb setpriv identify "$E2E_BIN"/{clientmgr,instrument-sim,glyphd}
+    e2e_require dbus-daemon Xvfb setpriv identify "$E2E_BIN"/{clientmgr,instrument-sim,glyphd,msgpeer,platform-sim}
     desktop_init
     desktop_start_bus || e2e_fail "no session bus"
     desktop_start_xvfb || e2e_fail "no X server"
     start_tray_host
     e2e_start_router
     e2e_start_simulator "$@"
+}
+
+# The daemon has handled everything sent to it so far: the receive thread answers a command
+# only after the messages before it, and the main thread takes them in the same order.
+glyphd_caught_up() {
+    local marker="caught-up-$RANDOM$RANDOM"
+    e2e_sim "send homepage glyphd 1 $marker"
+    e2e_wait "$E2E_WAIT" "glyphd's answer to $marker" \
+        e2e_sim_saw event=recv to=homepage from=glyphd "command=$marker"
+}
+
+# peer ARGS...: one message from a client named "probe"; its status: 0 ACK, 1 refused, 2 no reply.
+peer() {
+    "$E2E_BIN/msgpeer" --host 127.0.0.1 --port "$E2E_PORT" --name probe "$@" >/dev/null 2>&1
 }
 
 start_tray_host() {
@@ -68,6 +83,93 @@ case_silent_control_panel() {
     done
     # The notification queued during start-up is handled as soon as the event loop runs.
     e2e_expect_vnc_picture SysTrayVncMultiple.png
+}
+
+# The home page stopped while the VNC icon is tapped ten times: no tap waits for it, the daemon
+# answers commands and follows the laser warning throughout, and once the home page runs again
+# every tap has reached it, once.
+case_silent_home_page() {
+    setup_services --set VNC_USERS=1
+    e2e_start_glyphd xcb
+    e2e_wait_glyphd_initialized
+    e2e_item VNC
+    local vnc="$E2E_ITEM" tap taps=10 laser=(False True) taken
+    kill -STOP "$(desktop_pid sim)"
+    for ((tap = 1; tap <= taps; ++tap)); do
+        "${E2E_TRAYCTL[@]}" activate "$vnc" 5 5 || e2e_fail "tap $tap: the VNC item did not take it"
+        peer --type 1 --timeout 5000 glyphd ping
+        (($? != 2)) || e2e_fail "tap $tap: the daemon did not answer a command within 5 s"
+        peer --type 4 glyphd notify "LASER_WARNING,\"${laser[tap % 2]}\""
+        if ((tap % 2)); then e2e_item Vfl; else e2e_expect_no_item Vfl; fi
+    done
+    kill -CONT "$(desktop_pid sim)"
+    e2e_wait "$E2E_WAIT" "$taps taps at the home page" \
+        e2e_sim_saw event=recv to=homepage command=raise_screen --count "$taps"
+    glyphd_caught_up
+    taken=$(count_in sim '"event":"recv".*"to":"homepage".*"command":"raise_screen"')
+    ((taken == taps)) || e2e_fail "$taps taps, $taken commands at the home page"
+}
+
+# Notifications the VNC item must not take, parameter text broken every way it can be, and
+# values nearly as large as a frame: the daemon lives, the router closes nobody, the icon keeps
+# its picture and then follows its value again.
+case_notification_storm() {
+    setup_services --set VNC_USERS=1
+    e2e_start_glyphd xcb
+    e2e_wait_glyphd_initialized
+    e2e_expect_vnc_picture SysTrayVnc.png
+    # Other keys, each with a value that would change the picture if it were taken.
+    local others=('vnc_users,2' 'XVNC_USERS,2' 'NO_SUCH_KEY,2' '"VNC_USERS_2",2')
+    local broken=('VNC_USERS' 'VNC_USERS,' 'VNC_USERS,"2' "VNC_USERS,'" 'VNC_USERS,,,,' ',,,,'
+        '"VNC_USERS' 'VNC_USERS,-1' 'VNC_USERS,99999999999999999999999' 'VNC_USERS,2,extra,tokens'
+        $'VNC_USERS,\xff\xfe\x01' 'VNC_USERS,<a><b></a>' 'VNC_USERS,""""""')
+    local round text
+    for ((round = 0; round < 300; ++round)); do
+        for text in "${others[@]}"; do e2e_sim "notify-raw $text"; done
+    done
+    glyphd_caught_up
+    "${E2E_TRAYCTL[@]}" match-pixmap "$E2E_ITEM" "$E2E_ICONS/SysTrayVnc.png" ||
+        e2e_fail "a notification with another key changed the VNC picture"
+    for ((round = 0; round < 100; ++round)); do
+        for text in "${broken[@]}"; do e2e_sim "notify-raw $text"; done
+    done
+    e2e_sim "notify-raw VNC_USERS,$(head -c 900000 /dev/zero | tr '\0' '9')"
+    e2e_sim "notify-raw VNC_USERS,\"$(head -c 900000 /dev/zero | tr '\0' 'x')\""
+    glyphd_caught_up
+    desktop_is_running glyphd || e2e_fail "glyphd ended during the storm"
+    e2e_set_vnc_users 2
+    e2e_expect_vnc_picture SysTrayVncMultiple.png
+    e2e_set_vnc_users 1
+    e2e_expect_vnc_picture SysTrayVnc.png
+    (($(count_in router 'closing') == 0)) || e2e_fail "the router closed a connection"
+}
+
+# The platform's D-Bus services leave and rejoin: the GPS icon goes with its service and comes
+# back with it; after 100 rounds of all of them the daemon lives and the icons follow the next
+# change.
+case_platform_churn() {
+    setup_services
+    e2e_start_platform --set GnssStatus=true --set FixStatus=1 --set Band=0,1 --set TimingSourceStatus=4
+    e2e_start_glyphd xcb
+    e2e_wait_glyphd_initialized
+    e2e_expect_item_picture GPS SysTrayGpsLocked_dual.png
+    e2e_expect_item_picture ClockSource SysTrayClockGPSUnlocked.png
+    e2e_platform leave gps
+    e2e_expect_no_item GPS
+    e2e_platform join gps
+    e2e_expect_item_picture GPS SysTrayGpsLocked_dual.png
+    local round
+    for ((round = 0; round < 100; ++round)); do
+        e2e_platform leave all
+        e2e_platform join all
+    done
+    e2e_platform echo churned
+    e2e_wait "$E2E_WAIT" "100 rounds of leaving and joining" e2e_log_has platform '"text":"churned"'
+    glyphd_caught_up
+    desktop_is_running glyphd || e2e_fail "glyphd ended while the services came and went"
+    e2e_platform set ClockLockStatus 1
+    e2e_expect_item_picture ClockSource SysTrayClockGPSLocked.png
+    e2e_expect_item_picture GPS SysTrayGpsLocked_dual.png
 }
 
 # supervise GLYPHD PORT: what the service manager does with Restart=on-failure: the daemon
@@ -153,7 +255,7 @@ case_tray_host_restart() {
 case_function="case_${1:-}"
 case_function="${case_function//-/_}"
 declare -F "$case_function" >/dev/null || {
-    echo "usage: $0 silent-control-panel|router-supervised|tray-host-restart" >&2
+    echo "usage: $0 silent-control-panel|silent-home-page|notification-storm|router-supervised|platform-churn|tray-host-restart" >&2
     exit 2
 }
 "$case_function"
