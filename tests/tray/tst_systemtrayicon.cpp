@@ -24,14 +24,6 @@ public:
     QTimer *timer(const char *name) const { return findChild<QTimer *>(name); }
     // As if the state's picture could not be loaded.
     void losePicture() { canvas() = QPixmap(); }
-    // Shown, with the show delay over, so that balloons go out at once.
-    void showSettled(int state)
-    {
-        setState(state);
-        refresh();
-        timer("showTimer")->stop();
-    }
-
     void say(const QString &text, int milliseconds, bool autoHide)
     {
         showBalloon(text, QSystemTrayIcon::Information, QStringLiteral("default"), milliseconds,
@@ -63,8 +55,9 @@ class TestSystemTrayIcon : public QObject
     Q_OBJECT
 
 private slots:
-    // Bar size, a double-size variant beside each, and no two files alike.
-    void picturesLoadAtBarSize()
+    // Every picture at bar size with a double-size variant beside it, no two alike; states 1 to
+    // 43 have pictures of their own among them, except the free slots 30 to 33.
+    void statesShowTheirCachedPictures()
     {
         QList<QImage> images;
         for (const QString &name : QDir(QStringLiteral(":/icons")).entryList({"*.png"})) {
@@ -73,25 +66,20 @@ private slots:
                 continue;
             // The job manager's picture leaves room below for the text the item writes.
             const int side = file.endsWith(QLatin1String("JobManagerActive.png")) ? 40 : 32;
-            QVERIFY2(QPixmap(file).size() == QSize(side, side), qPrintable(file));
-            const QString hiDpi = file.chopped(4) + QStringLiteral("@2x.png");
-            QVERIFY2(QPixmap(hiDpi).size() == QSize(side, side) * 2, qPrintable(hiDpi));
-            QVERIFY2(!images.contains(imageOf(file)), qPrintable(file));
+            QVERIFY2(QPixmap(file).size() == QSize(side, side) &&
+                         QPixmap(file.chopped(4) + "@2x.png").size() == QSize(side, side) * 2 &&
+                         !images.contains(imageOf(file)),
+                     qPrintable(file));
             images << imageOf(file);
         }
-        QVERIFY(images.contains(imageOf(QStringLiteral(":/icons/SysTrayUnknown.png"))));
-    }
-
-    void stateSelectsCachedPicture()
-    {
-        // States 1 to 43 have pictures of their own, except the free slots 30 to 33.
         const QString unknown = QStringLiteral(":/icons/SysTrayUnknown.png");
         for (int state = 1; state <= 44; ++state) {
             const QString file = CSystemTrayIcon::iconFileForState(state);
             QVERIFY2((file == unknown) == ((state >= 30 && state <= 33) || state == 44) &&
-                         !QPixmap(file).isNull(),
+                         images.contains(imageOf(file)),
                      qPrintable(QString::number(state)));
         }
+
         RecordingTrayIcon icon;
         icon.setState(9);
         icon.refresh();
@@ -167,7 +155,9 @@ private slots:
         const int rows[][3] = {{-1, 10000, 9500}, {2000, 2000, 1500}, {300, 300, 0}};
         for (const auto &row : rows) {
             RecordingTrayIcon icon;
-            icon.showSettled(13);
+            icon.setState(13);
+            icon.refresh();
+            icon.timer("showTimer")->stop(); // balloons go out at once
             icon.say(QStringLiteral("Unplug"), row[0], true);
             QCOMPARE(icon.balloons.value(0).section(" | ", 3), QString::number(row[1]));
             QVERIFY(icon.timer("hideTimer")->isActive());
