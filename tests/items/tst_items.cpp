@@ -18,7 +18,6 @@
 #include "tray/liveinstrument.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QMessageBox>
 #include <QTemporaryDir>
 #include <QThread>
@@ -28,17 +27,6 @@
 using namespace glyphd;
 
 namespace {
-
-// The microscope's device nodes live in a directory of the test's own.
-class ProbedMicroscope : public CR7300mSystemTrayDataItem
-{
-public:
-    ProbedMicroscope(SyncSenderClient *client, QObject *parent)
-        : CR7300mSystemTrayDataItem(client, parent, deviceDirectory)
-    {}
-    static QString deviceDirectory;
-};
-QString ProbedMicroscope::deviceDirectory;
 
 // Takes the control panel's PROBE_ notifications and records what reaches processMessage, and
 // on which thread.
@@ -170,8 +158,8 @@ const QByteArray wifiOn = kv("WIFI_CONNECT_STATUS", "ASSOCIATED"), vellumIdle = 
     pairing = kv("BLUE_PAIRING_STATE", "SSP_RESPONDER");
 const char *panel = "ctrlpanelsvc", *home = "homepage", *bt = "bluetooth";
 
-// One row per behaviour: a value that hits, one that misses by case or by a longer key, the
-// other keys of the prefix, and the senders and types the item refuses.
+// One row per behaviour. The item base's rules show on Wi-Fi: a case-sensitive value, a longer
+// key that misses, and the senders and types it refuses; the other items show where they depart.
 const MessageRow kMessageRows[] = {
     {"wifi", {}, wifiOn, 22}, {"wifi", {wifiOn}, kv("WIFI_CONNECT_STATUS", "DISCONNECTED"), 21},
     {"wifi", {wifiOn}, kv("WIFI_CONNECT_STATUS", "associated"), 0}, {"wifi", {}, kv("WIFI_CONNECT_STATUSX", "ASSOCIATED"), 0},
@@ -189,15 +177,14 @@ const MessageRow kMessageRows[] = {
     {"vellum", {}, vellumSending, kRefused, {}, false, home, C, "raise_screen"},
     {"vellum", {}, "", kRefused, {}, false, panel, C, "vellum_page_shown"},
     {"jobs", {}, job, 19}, {"jobs", {job}, kv("JOBMANAGER_STATUS", ""), 0}, {"jobs", {job}, kv("JOBMANAGER_COUNT", ""), 19},
-    {"jobs", {}, job, 19, {}, false, home, N, "jobmanager_status"}, {"jobs", {}, job, kRefused, {}, false, home, C, "raise_screen"},
-    {"ntp", {}, ntp, 20}, {"ntp", {ntp}, kv("SYNC_TIME_SOURCE", "ntp"), 0}, {"ntp", {}, kv("SYNC_TIME_SOURCEX", "NTP"), 20},
+    {"jobs", {}, job, 19, {}, false, home, N, "jobmanager_status"},
+    // The clock's source and the remote users take a longer key.
+    {"ntp", {}, ntp, 20}, {"ntp", {}, kv("SYNC_TIME_SOURCEX", "NTP"), 20},
     {"fan", {}, fault, 42}, {"fan", {fault}, kv("FAN_ALARM_STATUS", "FAN ALARM CLEARED"), 0},
     {"fan", {fault}, kv("FAN_ALARM_STATUS", "fan alarm cleared"), 42, {}, false, panel, N, "notify", "wrong configValue: fan alarm cleared"},
-    {"laser", {}, laserOn, 43}, {"laser", {laserOn}, kv("LASER_WARNING", "true"), 0},
-    {"laser", {}, laserOn, 43, {}, false, "vfl-daemon"}, {"laser", {}, laserOn, kRefused, {}, false, panel, C},
+    {"laser", {}, laserOn, 43}, {"laser", {}, laserOn, 43, {}, false, "vfl-daemon"},
     {"vnc", {vnc2}, kv("VNC_USERS", "-3"), 0}, {"vnc", {vnc2}, kv("VNC_USERS", "abc"), 0}, {"vnc", {}, kv("VNC_USERS", "1"), 9},
     {"vnc", {}, kv("VNC_USERS", "17"), 10}, {"vnc", {}, kv("VNC_USERSX", "2"), 10}, {"vnc", {}, kv("VNC_USER", "2"), kRefused},
-    {"vnc", {}, vnc2, kRefused, {}, false, "ctrlpanelsvc2"},
     // Removable storage: the device list before, and the one that follows.
     {"usb", {usbNone}, usbA, 2, {kReminder}}, {"usb", {usbA}, usbAB, 2}, {"usb", {usbAB}, usbA, 3, {kCorrupted}},
     {"usb", {ejectingA}, usbNone, 1, {kSafeLast}, true}, {"usb", {ejectingA, kv("FLASH_FORMAT", "YES")}, usbNone, 1},
@@ -207,19 +194,17 @@ const MessageRow kMessageRows[] = {
     {"usb", {usbA}, kv("FLASH_LIST", "<l><d path=\"/a\""), 3, {kCorruptedLast}, true},
     {"usb", {usbA}, formatting, 2, {kFormatting}}, {"usb", {usbA, formatting}, formatting, 2},
     {"usb", {usbA, formatting}, kv("FLASH_FORMAT", ""), 2, {kFormatted}}, {"usb", {usbA, formatting, kv("FLASH_FORMAT", "")}, kv("FLASH_FORMAT", ""), 2},
-    // Bluetooth: a pairing request or a file pops its balloon each time.
-    {"bluetooth", {}, kv("BLUE_ENABLED", "YES"), 12}, {"bluetooth", {}, kv("BLUE_ENABLED", "yes"), 0},
-    {"bluetooth", {}, kv("BLUE_ENABLEDX", "YES"), 0}, {"bluetooth", {}, kv("BLUE_ENABLED", "YES"), kRefused, {}, false, bt},
-    {"bluetooth", {}, kv("BLUE_ENABLED", "YES"), kRefused, {}, false, panel, C},
+    // Bluetooth: its own service may not set the icon, but may send a file; a pairing request or
+    // a file pops its balloon each time.
+    {"bluetooth", {}, kv("BLUE_ENABLED", "YES"), 12}, {"bluetooth", {}, kv("BLUE_ENABLED", "YES"), kRefused, {}, false, bt},
     {"bluetooth", {pairing}, pairing, 0, {kPairing}}, {"bluetooth", {}, kv("BLUE_PAIRING_STATE", "PIN_ENTRY_RESPONDER"), 0, {kPairing}},
-    {"bluetooth", {}, kv("BLUE_PAIRING_STATE", "ssp_responder"), 0},
     {"bluetooth", {}, "\"a b\",c.txt", 0, {kReceived}, false, panel, N, btFile},
     {"bluetooth", {}, "", 0, {}, false, bt, N, btFile}, {"bluetooth", {}, "photo.jpg", kRefused, {}, false, home, N, btFile},
     {"bluetooth", {}, "photo.jpg", kRefused, {}, false, bt, C, btFile},
     // The microscope takes its reports from any sender, and warns once per change.
     {"scope", {}, scopeError("Unsupported"), 14, {kUnsupported}}, {"scope", {}, scopeError("true"), 0},
     {"scope", {scopeError("True")}, scopeError("True"), 13}, {"scope", {scopeError("True"), scopeError("False")}, scopeError("True"), 13, {kWrongPort}},
-    {"scope", {scopeError("Unsupported")}, scopeError("gone"), 0}, {"scope", {}, scopeError("True"), kRefused, {}, false, panel, C},
+    {"scope", {scopeError("Unsupported")}, scopeError("gone"), 0},
     // A refresh of the icon stops a running auto-hide ("hiding"); only the job manager and the fan
     // alarm refresh on every value, the others only when the state changes.
     {"wifi", {kv("WIFI_CONNECT_STATUS", "DISCONNECTED"), hiding}, kv("WIFI_CONNECT_STATUS", "DISCONNECTED"), 21, {}, true},
@@ -228,8 +213,7 @@ const MessageRow kMessageRows[] = {
 
 // What the control panel holds ("KEY value", asked in this order), the state it starts the item
 // in, the command and parameters a tap sends to the home page, and the warning when the control
-// panel refuses (none: the item asks nothing). One item per way of starting; the end-to-end
-// cases start and tap every item.
+// panel refuses. One item per way of starting; the end-to-end cases start and tap the others.
 struct StartRow
 {
     const char *item;
@@ -241,10 +225,7 @@ struct StartRow
 };
 const StartRow kStartRows[] = {
     {"wifi", {"WIFI_CONNECT_STATUS ASSOCIATED"}, 22, "raise_screen NETWORK", "CWifiSystemTrayDataItem could not initialize"},
-    {"audio", {}, 11, "raise_screen AUDIO", nullptr},
     {"vellum", {"VELLUM_STATUS SUCCESS"}, 17, "raise_screen VELLUM", "CVellumSystemTrayDataItem failed to initialized"},
-    // Asks nothing: the laser's value is set, but the icon waits for a notification.
-    {"laser", {"LASER_WARNING True"}, 0, "raise_screen ", nullptr},
     {"usb", {"FLASH_LIST <l><d path=\"/media/usb0\" state=\"MOUNTED\"/></l>"}, 2, "raise_screen USB", "CUsbFlashSystemDataItem could not initialize", {kReminder}},
     {"battery", {"BATT_STATUS CHARGING", "BATT_LEVEL 55", "BATT_ALARM NONE"}, 8, "raise_screen POWER", "CBatterySystemTrayDataItem could not initialize"},
 };
@@ -295,11 +276,10 @@ private slots:
     void startsFromControlPanelAndTaps()
     {
         const StartRow &row = kStartRows[fetchedRow()];
-        QStringList keys, gets;
+        QStringList keys;
         for (const QString &value : row.values) {
             QVERIFY(simulatorDoes(QStringLiteral("set ") + value));
             keys << value.section(QLatin1Char(' '), 0, 0);
-            gets << "get " + keys.last();
         }
         std::unique_ptr<AnyItem> item = makeItem(row.item);
         item->item()->initialize();
@@ -316,13 +296,10 @@ private slots:
                                              QString(row.tap).section(' ', 0, 0)));
         QCOMPARE(receivedSince(first, "homepage"), QStringList{row.tap});
 
-        // A control panel that refuses: the item's own warning, asked for each value in order, and
-        // the icon stays hidden.
-        if (!row.initFailure)
-            return;
+        // A control panel that refuses: the item's own warning, after one for each value asked for
+        // (in the order that the daemon's tests check), and the icon stays hidden.
         item = makeItem(row.item);
         QVERIFY(simulatorDoes(QStringLiteral("mode get nack")));
-        const int asked = m_live.simulator.events().size();
         for (const QString &key : keys)
             QTest::ignoreMessage(QtWarningMsg,
                                  QRegularExpression("^Received NACK requesting value of " + key));
@@ -330,8 +307,6 @@ private slots:
         item->item()->initialize();
         QCOMPARE(item->icon()->state(), 0);
         QVERIFY(!item->icon()->isVisible());
-        QVERIFY(simulatorDoes(QStringLiteral("echo asked")));
-        QCOMPARE(receivedSince(asked, "ctrlpanelsvc"), gets);
     }
 
     // The battery starts charging at 55 % without an alarm; the level's text in the warning box
@@ -354,7 +329,6 @@ private slots:
         // clang-format off
         const struct { QByteArrayList given; QByteArray params; int state; QString warning; const char *logged; } rows[] = {
             {{}, status("charging"), 0, {}, nullptr}, {{alarm("LOW")}, level("150"), 8, low(100), nullptr},
-            {{alarm("LOW")}, level("-5"), 8, low(0), nullptr},
             {{alarm("LOW")}, level("4x"), 8, low(55), "CBatterySystemTrayDataItem ignores BATT_LEVEL \"4x\": not a number"},
             {{level("15")}, alarm("LOW"), 8, low(15), nullptr},
             {{level("4"), alarm("CRITICAL")}, status("DISCHARGING"), 6, critical, nullptr},
@@ -371,18 +345,18 @@ private slots:
         }
     }
 
+    // Only the kestrel hardware has the other wording (the message table has the usual one).
     void portWarningWording()
     {
-        // Only the kestrel hardware, named exactly so, has the other wording.
-        const QString kestrel =
-            "Microscope Error | The R7300m Microscope will not function properly "
-            "in this USB port.  Please use Client USB port with a Mini OTG "
-            "cable. | 3 | 10000";
-        for (const char *name : {"Kestrel", "kestrel"}) {
-            qputenv("TORVE_CSR_NAME", name);
-            const QString expected = QByteArray(name) == "kestrel" ? kestrel : kWrongPort;
-            runMessageRow(*makeItem("scope"), {"scope", {}, scopeError("True"), 13, {expected}});
-        }
+        qputenv("TORVE_CSR_NAME", "kestrel");
+        runMessageRow(*makeItem("scope"),
+                      {"scope",
+                       {},
+                       scopeError("True"),
+                       13,
+                       {"Microscope Error | The R7300m Microscope will not function properly in "
+                        "this USB port.  Please use Client USB port with a Mini OTG cable. | 3 | "
+                        "10000"}});
         qunsetenv("TORVE_CSR_NAME");
     }
 
@@ -398,8 +372,8 @@ private slots:
             QTemporaryDir dev;
             for (const QString &node : row.nodes)
                 QVERIFY(QFile(dev.filePath(node)).open(QIODevice::WriteOnly));
-            ProbedMicroscope::deviceDirectory = dev.path();
-            const auto scope = AnyItem::make<ProbedMicroscope>();
+            // The microscope's device nodes live in a directory of the test's own.
+            const auto scope = AnyItem::make<CR7300mSystemTrayDataItem>(nullptr, dev.path());
             scope->item()->initialize();
             scope->settle();
             QCOMPARE(scope->icon()->state(), row.state);
@@ -408,52 +382,39 @@ private slots:
         }
     }
 
-    // The text goes into the picture below its clipboard (from row 22) and is drawn anew for every
-    // value; above it the picture stays as it is.
-    void jobTextIsRedrawnBelowTheClipboard()
+    // The text goes into the picture below its clipboard (from row 22); above it the picture
+    // stays as it is. The end-to-end cases see the icon change from one value to the next.
+    void jobTextIsDrawnBelowTheClipboard()
     {
         const std::unique_ptr<AnyItem> jobs = makeItem("jobs");
         const QImage bare = QImage(CSystemTrayIcon::iconFileForState(19));
-        QImage pictures[2];
-        for (int i = 0; i < 2; ++i) {
-            QVERIFY(jobs->offer(kv("JOBMANAGER_STATUS", i ? "43%" : "42%")));
-            pictures[i] = jobs->icon()->currentPixmap().toImage().convertToFormat(bare.format());
-            QCOMPARE(pictures[i].copy(0, 0, bare.width(), 22), bare.copy(0, 0, bare.width(), 22));
-            QVERIFY(pictures[i] != bare);
-        }
-        QVERIFY(pictures[0] != pictures[1]);
-        QCOMPARE(jobs->icon()->icon().pixmap(bare.size()).toImage().convertToFormat(bare.format()),
-                 pictures[1]);
+        QVERIFY(jobs->offer(job));
+        const QImage shown = jobs->icon()->currentPixmap().toImage().convertToFormat(bare.format());
+        QCOMPARE(shown.copy(0, 0, bare.width(), 22), bare.copy(0, 0, bare.width(), 22));
+        QVERIFY(shown != bare);
     }
 
+    // How long a silent control panel holds up each request, the reliability case
+    // silent-control-panel measures.
     void requestValue()
     {
-        // The reply mode of the control panel, the key, and the value or the refusal logged.
+        // The reply mode of the control panel, the value, and the refusal logged.
         // clang-format off
-        const struct { const char *mode, *key, *value, *refusal; } rows[] = {
-            {"ack", "PROBE_COUNT", "3", nullptr}, {"empty", "PROBE_COUNT", "", nullptr}, // a reply without parameters
-            {"ack", "NO_SUCH_KEY", "", "unknown key"}, {"nack", "PROBE_COUNT", "", "not available"},
-            {"silent", "PROBE_COUNT", "", "timeout"}};
+        const struct { const char *mode, *value, *refusal; } rows[] = {
+            {"ack", "3", nullptr}, {"empty", "", nullptr}, // a reply without parameters
+            {"nack", "", "not available"}, {"silent", "", "timeout"}};
         // clang-format on
         for (const auto &row : rows) {
             QVERIFY(simulatorDoes(QStringLiteral("mode get ") + row.mode));
             ProbeItem item(m_live.client.get());
-            const int first = m_live.simulator.events().size();
             if (row.refusal)
                 QTest::ignoreMessage(QtWarningMsg,
-                                     QByteArray("Received NACK requesting value of ") + row.key +
-                                         " -- \"Error: " + row.refusal + '"');
-            QElapsedTimer clock;
-            clock.start();
+                                     QByteArray("Received NACK requesting value of PROBE_COUNT -- "
+                                                "\"Error: ") +
+                                         row.refusal + '"');
             bool ok = row.refusal; // the opposite of what should come back
-            QCOMPARE(item.requestValue(row.key, &ok), QByteArray(row.value));
-            const qint64 waited = clock.elapsed();
+            QCOMPARE(item.requestValue("PROBE_COUNT", &ok), QByteArray(row.value));
             QCOMPARE(ok, !row.refusal);
-            // A silent control panel costs the caller the full second, and not much more.
-            if (row.mode == QByteArray("silent"))
-                QVERIFY2(waited >= 900 && waited < 5000, qPrintable(QString::number(waited)));
-            QVERIFY(simulatorDoes(QStringLiteral("echo asked")));
-            QCOMPARE(receivedSince(first, "ctrlpanelsvc"), QStringList{"get " + QString(row.key)});
         }
     }
 
