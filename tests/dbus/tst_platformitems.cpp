@@ -120,8 +120,7 @@ private slots:
         row("gps", gps(true, 0, "0") << "wrongtype FixStatus 1", "", 25);
         row("gps", gps(true, 1, "0") << "wrongtype FixStatus 0", "", 27);
         row("clock", {}, "", 0); // a new service: no timing source
-        row("clock", clock(1, 0, 0), "", 34); // a fixed source
-        row("clock", clock(5, 2, 1), "", 37); // auto, settled on 13M
+        // A fixed source: the clock burst's last row; auto, settled: the e2e items case.
         row("clock", clock(5, 5, 0), "", 28); // auto, searching
         row("clock", clock(5, 0, 1), "", 0); row("clock", clock(6, 2, 1), "", 0);
         row("gps", kLocked, "signal FixStatus 0", 27); // the signal's value wins

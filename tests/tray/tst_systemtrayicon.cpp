@@ -54,8 +54,8 @@ class TestSystemTrayIcon : public QObject
     Q_OBJECT
 
 private slots:
-    // Every picture at bar size, no two alike; states 1 to
-    // 43 have pictures of their own among them, except the free slots 30 to 33.
+    // Every picture at bar size, no two alike; states 1 to 43 have pictures of their own among
+    // them, except the free slots 30 to 33.
     void statesShowTheirCachedPictures()
     {
         QList<QImage> images;
