@@ -125,7 +125,6 @@ private slots:
         row("clock", clock(5, 0, 1), "", 0); row("clock", clock(6, 2, 1), "", 0);
         row("gps", kLocked, "signal FixStatus 0", 27); // the signal's value wins
         row("gps", kLocked, "set GnssStatus false", 25); // read only when the service appears
-        row("gps", kLocked, "set Latitude 48.1", 25);
         row("clock", kLocked, "set TimingSourceStatus 5", 0);
         row("clock", kLocked, "signal ClockLockStatus 0", 37); // the lock is read afresh
         // The GNSS service appears after the item started and is read in full; it comes back after
