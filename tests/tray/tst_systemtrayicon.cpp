@@ -28,11 +28,6 @@ public:
     QTimer *timer(const char *name) const { return findChild<QTimer *>(name); }
     // As if the state's picture could not be loaded.
     void losePicture() { canvas() = QPixmap(); }
-    void say(const QString &text, int milliseconds, bool autoHide)
-    {
-        showBalloon(text, QSystemTrayIcon::Information, QStringLiteral("default"), milliseconds,
-                    autoHide);
-    }
 };
 
 QImage imageOf(const QString &file)
@@ -114,7 +109,8 @@ private slots:
 
         // Of the balloons asked for while the icon is new, only the last one is shown, 3000 ms
         // later (the end-to-end cases time that on the tray host; here the delay is cut short).
-        icon.say(QStringLiteral("first"), 2000, false);
+        icon.showBalloon(QStringLiteral("first"), QSystemTrayIcon::Information,
+                         QStringLiteral("default"), 2000, false);
         icon.showBalloon(QStringLiteral("second"), QSystemTrayIcon::Warning,
                          QStringLiteral("Pairing"), -1, false);
         QVERIFY(icon.balloons.isEmpty());
@@ -125,7 +121,8 @@ private slots:
         // The held-back balloon went out once; from now on balloons go out at once, the icon's
         // title stands in for "default", and an empty text hides the balloon.
         icon.slotShowTimeout();
-        icon.say(QStringLiteral("third"), 4000, false);
+        icon.showBalloon(QStringLiteral("third"), QSystemTrayIcon::Information,
+                         QStringLiteral("default"), 4000, false);
         icon.showBalloon(QString(), QSystemTrayIcon::Critical, QStringLiteral("Error"), 5000,
                          false);
         QCOMPARE(icon.balloons,
@@ -152,7 +149,8 @@ private slots:
             icon.setState(13);
             icon.refresh();
             icon.timer("showTimer")->stop(); // balloons go out at once
-            icon.say(QStringLiteral("Unplug"), row[0], true);
+            icon.showBalloon(QStringLiteral("Unplug"), QSystemTrayIcon::Information,
+                             QStringLiteral("default"), row[0], true);
             QCOMPARE(icon.balloons.value(0).section(" | ", 3), QString::number(row[1]));
             QVERIFY(icon.timer("hideTimer")->isActive());
             QCOMPARE(icon.timer("hideTimer")->interval(), row[2]);
