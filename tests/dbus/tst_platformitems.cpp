@@ -95,8 +95,8 @@ private slots:
         QTest::addColumn<int>("state");
         const auto row = [](const char *item, const QStringList &stored, const QString &change,
                             int state) {
-            const QString name = QStringLiteral("%1 %2 %3").arg(item, stored.join(','), change);
-            QTest::newRow(qPrintable(name.right(120)))
+            QTest::newRow(qPrintable(
+                QStringLiteral("%1 %2 %3").arg(item, stored.join(','), change.right(60))))
                 << item << stored << change.split('\n', Qt::SkipEmptyParts) << state;
         };
         // clang-format off
