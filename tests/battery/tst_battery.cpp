@@ -59,12 +59,11 @@ const struct GaugeRow { const char *name; int state, percent; bool alarm; QColor
 
 // Steps: "show:TEXT", "ignore" (the Ignore button), "close" (the window closed), "hide",
 // "off" (wait for the tone to end), "repeat" (the beep timer, shortened tenfold, runs twice); then
-// whether the box shows, the beeps heard and the box's text ("": no box).
+// whether the box shows, the beeps heard and the box's text.
 // clang-format off
 const struct WarningRow { const char *steps; bool visible; int beeps; const char *text; } kWarningRows[] = {
     {"show:first show:second", true, 1, "second"}, {"show:first ignore show:second", false, 1, "second"},
     {"show:first close show:second", false, 1, "second"}, {"show:first ignore hide show:second", true, 2, "second"},
-    {"hide", false, 0, ""},
     {"show:low off", true, 1, "low"}, {"show:low repeat hide", false, 3, "low"}};
 // clang-format on
 
@@ -92,8 +91,6 @@ private slots:
         QVERIFY(isBlank(icon.currentPixmap()));
         icon.drawBattery(percent, alarm);
         const bool present = state >= 6, charging = state == 8;
-        QCOMPARE(icon.gauge().batteryPresent(), present);
-        QVERIFY(icon.isVisible());
 
         QCOMPARE(pixel(icon, outlinePoint), QColor(Qt::darkGray));
         QCOMPARE(pixel(icon, cornerPoint), transparent);
@@ -103,15 +100,6 @@ private slots:
         if (present)
             QCOMPARE(pixel(icon, chargingMarkPoint) == QColor(Qt::white), charging);
         QCOMPARE(pixel(icon, plugBelowBodyPoint) != transparent, plug);
-
-        // Hidden, the icon paints nothing, and its gauge keeps the last level drawn with a battery
-        // (the 100 % drawn before the row when there is none).
-        const QImage shown = icon.currentPixmap().toImage();
-        icon.setState(0);
-        icon.drawBattery(10, !alarm);
-        QVERIFY(!icon.isVisible());
-        QCOMPARE(icon.currentPixmap().toImage(), shown);
-        QCOMPARE(icon.gauge().chargePercentage(), present ? percent : 100);
     }
 
     void warningStates_data()
@@ -185,24 +173,21 @@ private slots:
         QCOMPARE(tones.count(1000) + tones.count(0), tones.size());
     }
 
+    // A folder whose event file is no device: the warning still shows and beeps, without tones.
     void withoutToneDeviceFallsBackQuietly()
     {
-        // A folder without devices, and one whose event file is no device.
-        for (const char *entry : {"", "event0"}) {
-            QTemporaryDir devices;
-            if (*entry)
-                QVERIFY(QFile(devices.filePath(entry)).open(QIODevice::WriteOnly));
-            Beeper fallback(devices.path());
-            QVERIFY(!fallback.hasDevice());
-            Beeper::setProcessBeeper(&fallback);
-            QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^No input device plays tones"));
-            {
-                CBeepingWarning warning{QPixmap()};
-                warning.showWarning(QStringLiteral("low"));
-                warning.beep();
-            }
-            Beeper::setProcessBeeper(nullptr);
+        QTemporaryDir devices;
+        QVERIFY(QFile(devices.filePath(QStringLiteral("event0"))).open(QIODevice::WriteOnly));
+        Beeper fallback(devices.path());
+        QVERIFY(!fallback.hasDevice());
+        Beeper::setProcessBeeper(&fallback);
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^No input device plays tones"));
+        {
+            CBeepingWarning warning{QPixmap()};
+            warning.showWarning(QStringLiteral("low"));
+            warning.beep();
         }
+        Beeper::setProcessBeeper(nullptr);
     }
 };
 

@@ -24,11 +24,11 @@ inline QString balloon(const QString &title, const QString &text,
 class AnyItem
 {
 public:
-    template<class Item>
-    static std::unique_ptr<AnyItem> make(SyncSenderClient *client = nullptr)
+    template<class Item, class... Args>
+    static std::unique_ptr<AnyItem> make(SyncSenderClient *client = nullptr, Args... args)
     {
         std::unique_ptr<AnyItem> any(new AnyItem);
-        any->m_item = std::make_unique<Item>(client, any->m_owner.get());
+        any->m_item = std::make_unique<Item>(client, any->m_owner.get(), args...);
         QObject::connect(any->icon(), &glyphd::CSystemTrayIcon::balloonPresented,
                          [balloons = &any->balloons](const QString &title, const QString &text,
                                                      QSystemTrayIcon::MessageIcon kind, int ms) {

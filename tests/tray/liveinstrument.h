@@ -6,7 +6,6 @@
 #include "support/simulatorprocess.h"
 
 #include <QMutex>
-#include <QScopeGuard>
 
 #include <memory>
 #include <string>
@@ -17,14 +16,6 @@ class LiveInstrument
 {
 public:
     using RouterClient = MessageHandlerClientTemplate<CThreadWrapper, QMutex>;
-
-    // Keeps the handler registered while the result lives; keep the result after the handler,
-    // so that the receive thread lets go of the handler before the handler goes away.
-    [[nodiscard]] auto registration(MessageHandler *handler)
-    {
-        client->registerHandler(handler, false);
-        return qScopeGuard([this, handler] { client->unregisterHandler(handler); });
-    }
 
     bool start(const QStringList &simulatorArgs = {})
     {
