@@ -27,28 +27,20 @@ const QString kKeysWithoutQrx4400 = "BATT_STATUS BATT_LEVEL BATT_ALARM SYNC_TIME
 const QString kKeysOnQrx4400 =
     "SYNC_TIME_SOURCE FLASH_LIST VNC_USERS VELLUM_STATUS JOBMANAGER_STATUS";
 
-// The settings of a unit file as "[Section]Key", the last value of each.
-QHash<QString, QString> unitSettings(const QString &name)
+// A unit file read as an INI file: "Service/ExecStart" and "Service/Restart" are plain values.
+QSettings *readUnit(const QString &name, QObject *parent)
 {
-    QFile file(QDir(qEnvironmentVariable("GLYPHD_UNIT_DIR", GLYPHD_UNIT_DIR)).filePath(name));
-    QHash<QString, QString> settings;
-    QString section;
-    for (bool open = file.open(QIODevice::ReadOnly | QIODevice::Text); open && !file.atEnd();) {
-        const QString line = QString::fromUtf8(file.readLine()).trimmed();
-        if (line.startsWith('['))
-            section = line;
-        else if (!line.startsWith('#') && line.contains('='))
-            settings.insert(section + line.section('=', 0, 0), line.section('=', 1));
-    }
-    return settings;
+    const QDir units(qEnvironmentVariable("GLYPHD_UNIT_DIR", GLYPHD_UNIT_DIR));
+    return new QSettings(units.filePath(name), QSettings::IniFormat, parent);
 }
 
 // ExecStart= split into words as the manager does it: a word "$NAME" becomes the variable's
 // words, none when it is unset.
-QStringList execStart(const QHash<QString, QString> &unit, const QProcessEnvironment &environment)
+QStringList execStart(const QSettings *unit, const QProcessEnvironment &environment)
 {
     QStringList words;
-    for (const QString &word : unit.value("[Service]ExecStart").split(' ', Qt::SkipEmptyParts)) {
+    for (const QString &word :
+         unit->value("Service/ExecStart").toString().split(' ', Qt::SkipEmptyParts)) {
         words += word.startsWith('$')
                      ? environment.value(word.mid(1)).split(' ', Qt::SkipEmptyParts)
                      : QStringList{word};
@@ -84,13 +76,14 @@ private slots:
 
 private:
     PrivateDesktop m_desktop;
-    QHash<QString, QString> m_routerUnit, m_glyphdUnit;
+    const QSettings *m_routerUnit = nullptr, *m_glyphdUnit = nullptr;
 };
 
 void TestGlyphd::initTestCase()
 {
-    m_routerUnit = unitSettings(QStringLiteral("clientmgr.service"));
-    m_glyphdUnit = unitSettings(QStringLiteral("glyphd.service"));
+    m_routerUnit = readUnit(QStringLiteral("clientmgr.service"), this);
+    m_glyphdUnit = readUnit(QStringLiteral("glyphd.service"), this);
+    QVERIFY(m_glyphdUnit->contains(QStringLiteral("Service/ExecStart")));
     QVERIFY(m_desktop.start());
 }
 
@@ -179,7 +172,8 @@ void TestGlyphd::startsAndEndsAsAService()
         QVERIFY2(router.waitForStandardError("(glyphd) unregistered", 10000),
                  qPrintable(router.standardError()));
     }
-    QCOMPARE(restartsAfterExit(m_glyphdUnit.value("[Service]Restart"), status), status != 0);
+    QCOMPARE(restartsAfterExit(m_glyphdUnit->value("Service/Restart").toString(), status),
+             status != 0);
 }
 
 QTEST_GUILESS_MAIN(TestGlyphd)
