@@ -89,8 +89,7 @@ case_locales() {
         e2e_wait_glyphd_initialized
         e2e_sim "notify-from scopesvc SCOPE_ERROR True"
         # The host keeps the balloons of the daemons before: each locale's texts are its own.
-        "${BALLOON[@]}" --kind critical --summary "${texts[0]}" --body "${texts[1]}" ||
-            e2e_fail "LC_ALL=$locale: no balloon \"${texts[*]}\""
+        balloon critical "${texts[0]}" "${texts[1]}" 10000
     done
     # The last daemon runs in the C locale.
     e2e_log_has glyphd 'Locale not set (or set to "C"): Not loading translations' ||
