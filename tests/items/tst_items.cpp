@@ -328,6 +328,20 @@ private slots:
         QVERIFY(!item->icon()->isVisible());
     }
 
+    // Only the kestrel hardware, named exactly so, has the other wording of the port warning.
+    void portWarningWording()
+    {
+        const QString kestrel = "Microscope Error | The R7300m Microscope will not function "
+                                "properly in this USB port.  Please use Client USB port with a "
+                                "Mini OTG cable. | 3 | 10000";
+        for (const char *name : {"Kestrel", "kestrel"}) {
+            qputenv("TORVE_CSR_NAME", name);
+            const QString expected = QByteArray(name) == "kestrel" ? kestrel : kWrongPort;
+            runMessageRow(*makeItem("scope"), {"scope", {}, scopeError("True"), 13, {expected}});
+        }
+        qunsetenv("TORVE_CSR_NAME");
+    }
+
     // Invalid nodes win over unsupported ones, numbered 0 to 31 without leading zeros.
     void microscopeProbesDeviceNodes()
     {
