@@ -10,7 +10,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <stdexcept>
 
 namespace {
 
@@ -31,8 +30,8 @@ bool waitReadable(int fd, int timeoutMs)
     return ready > 0;
 }
 
-// A socket bound (port 0: any port) or connected to 127.0.0.1:port; -1 on failure.
-int loopbackSocket(int port, bool connect, int receiveBuffer = 0)
+// A socket connected to 127.0.0.1:port; -1 on failure.
+int connectToLoopback(int port, int receiveBuffer)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
@@ -44,8 +43,7 @@ int loopbackSocket(int port, bool connect, int receiveBuffer = 0)
         ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     const auto *raw = reinterpret_cast<const sockaddr *>(&address);
-    if (fd >= 0 &&
-        (connect ? ::connect(fd, raw, sizeof address) : ::bind(fd, raw, sizeof address)) == 0)
+    if (fd >= 0 && ::connect(fd, raw, sizeof address) == 0)
         return fd;
     if (fd >= 0)
         ::close(fd);
@@ -62,31 +60,14 @@ int localPort(int fd)
 
 } // namespace
 
-LoopbackPeer::LoopbackPeer()
-    : m_listenFd(loopbackSocket(0, false))
-{
-    if (m_listenFd < 0 || ::listen(m_listenFd, 4) != 0)
-        throw std::runtime_error("cannot listen on loopback");
-    m_port = localPort(m_listenFd);
-}
-
 LoopbackPeer::LoopbackPeer(int port, int receiveBuffer)
-    : m_fd(loopbackSocket(port, true, receiveBuffer))
+    : m_fd(connectToLoopback(port, receiveBuffer))
     , m_port(m_fd >= 0 ? localPort(m_fd) : 0)
 {}
 
 LoopbackPeer::~LoopbackPeer()
 {
     closeConnection();
-    if (m_listenFd >= 0)
-        ::close(m_listenFd);
-}
-
-bool LoopbackPeer::accept(int timeoutMs)
-{
-    if (m_listenFd >= 0 && waitReadable(m_listenFd, timeoutMs))
-        m_fd = ::accept4(m_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
-    return m_fd >= 0;
 }
 
 bool LoopbackPeer::readFrame(Message &message, int timeoutMs)

@@ -20,16 +20,13 @@ inline Message makeMessage(const std::string &source, const std::string &destina
     return message;
 }
 
-// One end of a TCP connection on 127.0.0.1 that reads and writes raw frames, so a test can play
-// the router for a Client, or be a router client that writes anything. No Qt; every wait is
-// bounded.
+// A TCP connection to 127.0.0.1 that reads and writes raw frames, so a test can be a router
+// client that writes anything. No Qt; every wait is bounded.
 class LoopbackPeer
 {
 public:
     static constexpr int kTimeoutMs = 10000;
 
-    // Listens on a kernel-chosen port; accept() takes one connection.
-    LoopbackPeer();
     // Connects to port. receiveBuffer > 0 shrinks the receive buffer first, so that a peer
     // that stops reading backs up early.
     explicit LoopbackPeer(int port, int receiveBuffer = 0);
@@ -37,10 +34,9 @@ public:
     LoopbackPeer(const LoopbackPeer &) = delete;
     LoopbackPeer &operator=(const LoopbackPeer &) = delete;
 
-    // The listening port, or the local port of the connection when this end connected.
+    // The local port of the connection, as the router names it in its log.
     int port() const { return m_port; }
     bool isConnected() const { return m_fd >= 0; }
-    bool accept(int timeoutMs = kTimeoutMs);
     // The next frame; false on time-out, end of stream or a malformed frame.
     bool readFrame(Message &message, int timeoutMs = kTimeoutMs);
     // True once the other side has closed the connection; what still arrives is discarded.
@@ -53,7 +49,6 @@ private:
     // Appends what arrives within timeoutMs to m_buffer; false on time-out or end of stream.
     bool readMore(int timeoutMs);
 
-    int m_listenFd = -1;
     int m_fd = -1;
     int m_port = 0;
     bool m_ended = false;
