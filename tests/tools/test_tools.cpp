@@ -61,28 +61,19 @@ private slots:
         QCOMPARE(result.exitCode, exitCode);
     }
 
-    // The simulator's events are JSON lines whatever bytes a peer sends: bytes that are not
-    // UTF-8 stand for the code point of their value. (Quotes inside texts are in the events of
-    // every test that reads a NACK.)
-    void jsonTextParsesBack_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("controls") << QByteArray("tab\there\nnl\r\x01\x1f end")
-                                  << QStringLiteral("tab\there\nnl\r\x01\x1f end");
-        QTest::newRow("valid after invalid")
-            << QByteArray("caf\xc3\xa9\xff\xc3\xa9") << QStringLiteral("caf\u00e9\u00ff\u00e9");
-    }
-
+    // The simulator's events are JSON lines whatever bytes a peer sends: control characters are
+    // escaped, and bytes that are not UTF-8 stand for the code point of their value while valid
+    // UTF-8 after them still reads. (Quotes inside texts are in the events of every test that
+    // reads a NACK.)
     void jsonTextParsesBack()
     {
-        QFETCH(QByteArray, bytes);
-        const std::string literal = jsonString(bytes.toStdString());
+        const std::string literal = jsonString("tab\there\nnl\r\x01\x1f caf\xc3\xa9\xff\xc3\xa9");
         QJsonParseError error;
         const QJsonDocument document =
             QJsonDocument::fromJson(QByteArray("[") + literal.c_str() + "]", &error);
         QVERIFY2(error.error == QJsonParseError::NoError, literal.c_str());
-        QTEST(document.array().at(0).toString(), "text");
+        QCOMPARE(document.array().at(0).toString(),
+                 QStringLiteral("tab\there\nnl\r\x01\x1f caf\u00e9\u00ff\u00e9"));
     }
 };
 
