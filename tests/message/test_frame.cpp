@@ -1,5 +1,5 @@
 #include "platform/message/frame.h"
-#include "support/loopbackpeer.h"
+#include "support/routerpeer.h"
 
 #include <gtest/gtest.h>
 

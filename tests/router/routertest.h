@@ -53,7 +53,7 @@ protected:
         return router.waitForStandardError(
             QString::fromStdString("closing 127.0.0.1:" + std::to_string(port) + " (" + name +
                                    "): " + reason),
-            LoopbackPeer::kTimeoutMs);
+            RouterPeer::kTimeoutMs);
     }
     std::string log() const { return router.standardError().toStdString(); }
 

@@ -1,4 +1,4 @@
-#include "loopbackpeer.h"
+#include "routerpeer.h"
 
 #include "platform/message/frame.h"
 
@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <utility>
 
 namespace {
 
@@ -60,33 +61,34 @@ int localPort(int fd)
 
 } // namespace
 
-LoopbackPeer::LoopbackPeer(int port, int receiveBuffer)
+RouterPeer::RouterPeer(int port, int receiveBuffer)
     : m_fd(connectToLoopback(port, receiveBuffer))
     , m_port(m_fd >= 0 ? localPort(m_fd) : 0)
 {}
 
-LoopbackPeer::~LoopbackPeer()
+RouterPeer::~RouterPeer()
 {
     closeConnection();
 }
 
-bool LoopbackPeer::readFrame(Message &message, int timeoutMs)
+std::optional<Message> RouterPeer::receive(int timeoutMs)
 {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     for (;;) {
+        Message message;
         const frame::DecodeResult result = frame::decode(m_buffer.data(), m_buffer.size(), message);
         if (result.status == frame::DecodeStatus::Complete) {
             m_buffer.erase(0, result.consumed);
-            return true;
+            return message;
         }
         // Whatever the kernel already holds is taken even with a time-out of 0.
         if (result.status == frame::DecodeStatus::Malformed ||
             !readMore(millisecondsLeft(deadline)))
-            return false;
+            return std::nullopt;
     }
 }
 
-bool LoopbackPeer::waitForClose(int timeoutMs)
+bool RouterPeer::waitForClose(int timeoutMs)
 {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     while (!m_ended && readMore(millisecondsLeft(deadline)))
@@ -94,7 +96,7 @@ bool LoopbackPeer::waitForClose(int timeoutMs)
     return m_ended;
 }
 
-bool LoopbackPeer::write(const std::string &bytes)
+bool RouterPeer::write(const std::string &bytes)
 {
     for (std::size_t written = 0; written < bytes.size();) {
         const ssize_t count =
@@ -108,20 +110,42 @@ bool LoopbackPeer::write(const std::string &bytes)
     return true;
 }
 
-bool LoopbackPeer::writeMessage(const Message &message)
+bool RouterPeer::writeMessage(const Message &message)
 {
     std::string bytes;
     return frame::encode(message, bytes) && write(bytes);
 }
 
-void LoopbackPeer::closeConnection()
+void RouterPeer::closeConnection()
 {
     if (m_fd >= 0)
         ::close(m_fd);
     m_fd = -1;
 }
 
-bool LoopbackPeer::readMore(int timeoutMs)
+std::optional<Message> RouterPeer::request(const std::string &destination,
+                                           const std::string &command, const std::string &params)
+{
+    return writeMessage(makeMessage(name, destination, command, params, ++seqn)) ? receive()
+                                                                                 : std::nullopt;
+}
+
+std::optional<Message> RouterPeer::registerAs(const std::string &newName, const std::string &params)
+{
+    const std::string oldName = std::exchange(name, newName);
+    auto answer = request("clientmgr", "register", params);
+    if (!answer || answer->type() != MessageType::Ack)
+        name = oldName;
+    return answer;
+}
+
+bool RouterPeer::pingAnsweredNext()
+{
+    const auto answer = request("clientmgr", "ping");
+    return answer && answer->command() == "ping" && answer->seqn() == seqn;
+}
+
+bool RouterPeer::readMore(int timeoutMs)
 {
     if (m_fd < 0 || m_ended || !waitReadable(m_fd, timeoutMs))
         return false;
