@@ -1,12 +1,9 @@
 // msgpeer and the simulator against the real router: what msgpeer prints and how it ends (the
-// reliability script relies on its exit status), and the simulator's event text.
-#include "jsontext.h"
+// reliability script relies on its exit status).
 #include "msgpeerrun.h"
 #include "routerprocess.h"
 #include "simulatorprocess.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QtTest/QTest>
 
 class ToolsTest : public QObject
@@ -59,21 +56,6 @@ private slots:
         const MsgPeerResult result = runMsgPeer(m_router.port(), args);
         QCOMPARE(result.output, output);
         QCOMPARE(result.exitCode, exitCode);
-    }
-
-    // The simulator's events are JSON lines whatever bytes a peer sends: control characters are
-    // escaped, and bytes that are not UTF-8 stand for the code point of their value while valid
-    // UTF-8 after them still reads. (Quotes inside texts are in the events of every test that
-    // reads a NACK.)
-    void jsonTextParsesBack()
-    {
-        const std::string literal = jsonString("tab\there\nnl\r\x01\x1f caf\xc3\xa9\xff\xc3\xa9");
-        QJsonParseError error;
-        const QJsonDocument document =
-            QJsonDocument::fromJson(QByteArray("[") + literal.c_str() + "]", &error);
-        QVERIFY2(error.error == QJsonParseError::NoError, literal.c_str());
-        QCOMPARE(document.array().at(0).toString(),
-                 QStringLiteral("tab\there\nnl\r\x01\x1f caf\u00e9\u00ff\u00e9"));
     }
 };
 
