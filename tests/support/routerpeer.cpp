@@ -10,7 +10,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <utility>
 
 namespace {
 
@@ -121,28 +120,6 @@ void RouterPeer::closeConnection()
     if (m_fd >= 0)
         ::close(m_fd);
     m_fd = -1;
-}
-
-std::optional<Message> RouterPeer::request(const std::string &destination,
-                                           const std::string &command, const std::string &params)
-{
-    return writeMessage(makeMessage(name, destination, command, params, ++seqn)) ? receive()
-                                                                                 : std::nullopt;
-}
-
-std::optional<Message> RouterPeer::registerAs(const std::string &newName, const std::string &params)
-{
-    const std::string oldName = std::exchange(name, newName);
-    auto answer = request("clientmgr", "register", params);
-    if (!answer || answer->type() != MessageType::Ack)
-        name = oldName;
-    return answer;
-}
-
-bool RouterPeer::pingAnsweredNext()
-{
-    const auto answer = request("clientmgr", "ping");
-    return answer && answer->command() == "ping" && answer->seqn() == seqn;
 }
 
 bool RouterPeer::readMore(int timeoutMs)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 // A message as a raw peer writes it, every field given.
 inline Message makeMessage(const std::string &source, const std::string &destination,
@@ -49,12 +50,27 @@ public:
 
     // Sends a command with the next seqn and returns the next frame that arrives.
     std::optional<Message> request(const std::string &destination, const std::string &command,
-                                   const std::string &params = {});
+                                   const std::string &params = {})
+    {
+        return writeMessage(makeMessage(name, destination, command, params, ++seqn)) ? receive()
+                                                                                     : std::nullopt;
+    }
     // The name is kept only when the router acknowledges it.
-    std::optional<Message> registerAs(const std::string &newName, const std::string &params = {});
+    std::optional<Message> registerAs(const std::string &newName, const std::string &params = {})
+    {
+        const std::string oldName = std::exchange(name, newName);
+        auto answer = request("clientmgr", "register", params);
+        if (!answer || answer->type() != MessageType::Ack)
+            name = oldName;
+        return answer;
+    }
     // True when a ping to the router is answered by the very next frame: this client is
     // served, and nothing else was waiting for it.
-    bool pingAnsweredNext();
+    bool pingAnsweredNext()
+    {
+        const auto answer = request("clientmgr", "ping");
+        return answer && answer->command() == "ping" && answer->seqn() == seqn;
+    }
 
     std::string name = "anonymous";
     std::uint32_t seqn = 0;
