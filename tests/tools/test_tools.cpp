@@ -24,34 +24,29 @@ private slots:
     // The simulator ends cleanly on SIGTERM (the router does after every router test).
     void cleanupTestCase() { QCOMPARE(m_simulator.stop(), 0); }
 
-    void msgPeerPrintsTheReply_data()
-    {
-        QTest::addColumn<QString>("mode");
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<QString>("output");
-        QTest::addColumn<int>("exitCode");
-        QTest::newRow("get") << "mode get ack" << QStringList{"ctrlpanelsvc", "get", "VNC_USERS"}
-                             << "ACK 2 ctrlpanelsvc \"2\"\n"
-                             << 0;
-        QTest::newRow("silent") << "mode get silent"
-                                << QStringList{"--timeout", "300", "ctrlpanelsvc", "get",
-                                               "VNC_USERS"}
-                                << QString() << 2;
-        QTest::newRow("unknown destination") << "mode get ack" << QStringList{"nobody", "ping"}
-                                             << "ERROR 5 clientmgr \"Error: unknown destination\"\n"
-                                             << 1;
-    }
-
+    // The simulator's answer mode, msgpeer's arguments, what it prints and its exit status.
     void msgPeerPrintsTheReply()
     {
-        QFETCH(QString, mode);
-        QFETCH(QStringList, args);
-        QFETCH(QString, output);
-        QFETCH(int, exitCode);
-        QVERIFY(m_simulator.command(mode) && m_simulator.sync());
-        const MsgPeerResult result = runMsgPeer(m_router.port(), args);
-        QCOMPARE(result.output, output);
-        QCOMPARE(result.exitCode, exitCode);
+        const struct
+        {
+            QString mode;
+            QStringList args;
+            QString output;
+            int exitCode;
+        } cases[] = {
+            {"mode get ack", {"ctrlpanelsvc", "get", "VNC_USERS"}, "ACK 2 ctrlpanelsvc \"2\"\n", 0},
+            {"mode get silent", {"--timeout", "300", "ctrlpanelsvc", "get", "VNC_USERS"}, "", 2},
+            {"mode get ack",
+             {"nobody", "ping"},
+             "ERROR 5 clientmgr \"Error: unknown destination\"\n",
+             1},
+        };
+        for (const auto &c : cases) {
+            QVERIFY(m_simulator.command(c.mode) && m_simulator.sync());
+            const MsgPeerResult result = runMsgPeer(m_router.port(), c.args);
+            QCOMPARE(result.output, c.output);
+            QCOMPARE(result.exitCode, c.exitCode);
+        }
     }
 };
 
