@@ -61,23 +61,21 @@ struct Recorder : MessageHandler
     std::vector<Message> messages;
 };
 
-// A client with a recorder.
+// A client with a recorder, connected to the router on port.
 struct Peer
 {
-    explicit Peer(const std::string &name, MessageType answer = MessageType::Notification)
+    Peer(const std::string &name, quint16 port, MessageType answer = MessageType::Notification)
         : client(name)
         , handler(&client, answer)
     {
         client.registerHandler(&handler, false);
+        connected = client.connect("127.0.0.1", port, std::string(), 1, false, std::string(), 3000);
     }
     ~Peer() { client.disconnect(); } // the receive thread must be gone before the handlers
-    bool connect(quint16 port)
-    {
-        return client.connect("127.0.0.1", port, std::string(), 1, false, std::string(), 3000);
-    }
 
     RouterClient client;
     Recorder handler;
+    bool connected = false;
 };
 
 // "TYPE SOURCE>DESTINATION COMMAND PARAMS", to compare a reply in one go.
@@ -160,9 +158,9 @@ private slots:
         QFETCH(bool, routerDies);
         RouterProcess router;
         QVERIFY(router.start());
-        Peer peer("answering", answer);
-        Peer asking("asking");
-        QVERIFY(peer.connect(router.port()) && asking.connect(router.port()));
+        Peer peer("answering", router.port(), answer);
+        Peer asking("asking", router.port());
+        QVERIFY(peer.connected && asking.connected);
 
         // Once the request has reached the peer, the router dies under the waiting call. QProcess
         // belongs to this thread, which is blocked in the wait: the plain system call.
@@ -194,11 +192,10 @@ private slots:
 
     void fanOutCollectsEveryReceiver()
     {
-        Peer answering("fan-a", MessageType::Ack);
-        Peer silent("fan-b");
-        Peer asking("asking");
-        QVERIFY(answering.connect(m_router.port()) && silent.connect(m_router.port()) &&
-                asking.connect(m_router.port()));
+        Peer answering("fan-a", m_router.port(), MessageType::Ack);
+        Peer silent("fan-b", m_router.port());
+        Peer asking("asking", m_router.port());
+        QVERIFY(answering.connected && silent.connected && asking.connected);
 
         const std::unique_ptr<Message> request(Message::createMessage("ping", ""));
         request->setFanOut(true);
@@ -226,9 +223,9 @@ private slots:
         const auto paramsFor = [](const std::string &tag, int i) {
             return tag + "," + std::to_string(i) + "," + std::string(i % 8 ? i : 200000 + i, 'p');
         };
-        Peer busy("busy");
-        Peer echo("echo");
-        QVERIFY(busy.connect(m_router.port()) && echo.connect(m_router.port()));
+        Peer busy("busy", m_router.port());
+        Peer echo("echo", m_router.port());
+        QVERIFY(busy.connected && echo.connected);
         auto sendMany = [&](RouterClient &from, const std::string &to, const std::string &tag) {
             for (int i = 0; i < perThread; ++i) {
                 std::unique_ptr<Message> message(

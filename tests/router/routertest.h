@@ -8,14 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <ostream>
-
-inline void PrintTo(const Message &m, std::ostream *out)
-{
-    *out << "type " << int(m.type()) << " seqn " << m.seqn() << " " << m.source() << " -> "
-         << m.destination() << (m.isFanOut() ? " (fan-out) " : " ") << m.command() << " ["
-         << m.params().substr(0, 80) << "]";
-}
 
 inline const std::string kNotRegistered = "\"Error: not registered\"";
 inline const std::string kUnknownDestination = "\"Error: unknown destination\"";
@@ -36,9 +28,8 @@ protected:
 
     std::unique_ptr<RouterPeer> connect(int receiveBuffer = 0)
     {
-        auto peer = std::make_unique<RouterPeer>(router.port(), receiveBuffer);
-        EXPECT_TRUE(peer->isConnected());
-        return peer;
+        // One that could not connect fails at its first write or read.
+        return std::make_unique<RouterPeer>(router.port(), receiveBuffer);
     }
     std::unique_ptr<RouterPeer> registered(const std::string &name, int receiveBuffer = 0)
     {

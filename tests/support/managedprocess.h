@@ -58,6 +58,7 @@ protected:
     bool launchUntilReady(const QStringList &args, const std::function<bool()> &ready,
                           int timeoutMs);
     QProcess &process() { return m_process; }
+    const QString &programName() const { return m_programName; }
 
 private:
     const QString m_programName;

@@ -39,7 +39,6 @@ public:
 
     // The local port of the connection, as the router names it in its log.
     int port() const { return m_port; }
-    bool isConnected() const { return m_fd >= 0; }
     // The next frame; nothing on time-out, end of stream or a malformed frame.
     std::optional<Message> receive(int timeoutMs = kTimeoutMs);
     // True once the other side has closed the connection; what still arrives is discarded.

@@ -1,0 +1,4 @@
+#pragma once
+
+// The benchmarks take makeMessage from here.
+#include "routerpeer.h"
