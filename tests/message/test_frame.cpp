@@ -8,13 +8,9 @@ namespace {
 using frame::DecodeStatus;
 using namespace std::string_literals;
 
-Message sampleMessage()
-{
-    return makeMessage("glyphd", "ctrlpanelsvc", "get", "KEY", 42);
-}
-
-// sampleMessage() as it goes on the wire: the body length, version 1, type 1 (command), no
-// flags, a reserved 0, the seqn, then each text behind its own length.
+// The sample, "get" "KEY" from glyphd to ctrlpanelsvc with seqn 42, as it goes on the wire: the
+// body length, version 1, type 1 (command), no flags, a reserved 0, the seqn, then each text
+// behind its own length.
 const std::string kSampleFrame = "\0\0\0\x2a"
                                  "\x01\x01\0\0"
                                  "\0\0\0\x2a"
@@ -37,7 +33,7 @@ frame::DecodeResult decode(const std::string &bytes, std::size_t size = std::str
 TEST(Frame, EncodeAndTheLimits)
 {
     std::string bytes;
-    ASSERT_TRUE(frame::encode(sampleMessage(), bytes));
+    ASSERT_TRUE(frame::encode(makeMessage("glyphd", "ctrlpanelsvc", "get", "KEY", 42), bytes));
     EXPECT_EQ(bytes, kSampleFrame);
 
     const std::string longestName(frame::kMaxNameLength, 'n');

@@ -8,6 +8,14 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <ostream>
+
+inline void PrintTo(const Message &m, std::ostream *out)
+{
+    *out << "type " << int(m.type()) << " seqn " << m.seqn() << " " << m.source() << " -> "
+         << m.destination() << (m.isFanOut() ? " (fan-out) " : " ") << m.command() << " ["
+         << m.params().substr(0, 80) << "]";
+}
 
 inline const std::string kNotRegistered = "\"Error: not registered\"";
 inline const std::string kUnknownDestination = "\"Error: unknown destination\"";
