@@ -22,16 +22,12 @@ ManagedProcess::~ManagedProcess()
 
 QString ManagedProcess::programPath(const QString &name)
 {
-    QString dir = qEnvironmentVariable("GLYPHD_BIN_DIR");
-    if (dir.isEmpty()) {
-        dir = QStringLiteral(GLYPHD_BIN_DIR);
-    }
-    return QDir(dir).absoluteFilePath(name);
+    return QDir(qEnvironmentVariable("GLYPHD_BIN_DIR", QStringLiteral(GLYPHD_BIN_DIR)))
+        .absoluteFilePath(name);
 }
 
 bool ManagedProcess::launch(const QStringList &args)
 {
-    m_stderr.clear();
     m_process.start(programPath(m_programName), args);
     if (!m_process.waitForStarted(10000)) {
         qWarning("%s could not be started: %s", qPrintable(programPath(m_programName)),
@@ -66,14 +62,14 @@ qint64 ManagedProcess::processId() const
 
 int ManagedProcess::stop(int timeoutMs)
 {
-    if (!isRunning()) {
-        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
-    }
-    m_process.terminate(); // SIGTERM
-    if (!m_process.waitForFinished(timeoutMs)) {
-        qWarning("%s did not end on SIGTERM within %d ms", qPrintable(m_programName), timeoutMs);
-        kill();
-        return -1;
+    if (isRunning()) {
+        m_process.terminate(); // SIGTERM
+        if (!m_process.waitForFinished(timeoutMs)) {
+            qWarning("%s did not end on SIGTERM within %d ms", qPrintable(m_programName),
+                     timeoutMs);
+            kill();
+            return -1;
+        }
     }
     m_stderr += m_process.readAllStandardError();
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;

@@ -19,12 +19,9 @@ inline MsgPeerResult runMsgPeer(quint16 port, const QStringList &args, int timeo
     peer.start(ManagedProcess::programPath(QStringLiteral("msgpeer")),
                QStringList{QStringLiteral("--port"), QString::number(port)} + args);
     MsgPeerResult result;
-    if (!peer.waitForFinished(timeoutMs)) {
-        peer.kill();
-        peer.waitForFinished();
-    } else if (peer.exitStatus() == QProcess::NormalExit) {
+    // One still running after timeoutMs is killed when peer goes away.
+    if (peer.waitForFinished(timeoutMs) && peer.exitStatus() == QProcess::NormalExit)
         result.exitCode = peer.exitCode();
-    }
     result.output = QString::fromUtf8(peer.readAllStandardOutput());
     return result;
 }

@@ -8,8 +8,6 @@ RouterProcess::RouterProcess(const QString &program)
 
 bool RouterProcess::start(const QStringList &extraArgs, int timeoutMs)
 {
-    m_host.clear();
-    m_port = 0;
     return launchUntilReady(
         QStringList{QStringLiteral("--port"), QStringLiteral("0")} + extraArgs,
         [this] { return parseListeningLine(); }, timeoutMs);

@@ -11,7 +11,7 @@
 
 // The instrument simulator (ctrlpanelsvc, homepage and bluetooth) connected to a router. Its
 // standard output, one JSON object per line, is collected as events; a line that is not one
-// shows up as {"event":"invalid-json","line":...}.
+// is reported as a warning.
 //
 // Each event satisfies one wait only: a wait takes the oldest event not matched by an earlier
 // wait, so two equal events are told apart and an event that came before the wait still counts.

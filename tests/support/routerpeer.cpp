@@ -1,4 +1,4 @@
-#include "loopbackpeer.h"
+#include "routerpeer.h"
 
 #include "platform/message/frame.h"
 
@@ -10,7 +10,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <stdexcept>
 
 namespace {
 
@@ -31,8 +30,8 @@ bool waitReadable(int fd, int timeoutMs)
     return ready > 0;
 }
 
-// A socket bound (port 0: any port) or connected to 127.0.0.1:port; -1 on failure.
-int loopbackSocket(int port, bool connect, int receiveBuffer = 0)
+// A socket connected to 127.0.0.1:port; -1 on failure.
+int connectToLoopback(int port, int receiveBuffer)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
@@ -44,8 +43,7 @@ int loopbackSocket(int port, bool connect, int receiveBuffer = 0)
         ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     const auto *raw = reinterpret_cast<const sockaddr *>(&address);
-    if (fd >= 0 &&
-        (connect ? ::connect(fd, raw, sizeof address) : ::bind(fd, raw, sizeof address)) == 0)
+    if (fd >= 0 && ::connect(fd, raw, sizeof address) == 0)
         return fd;
     if (fd >= 0)
         ::close(fd);
@@ -62,50 +60,34 @@ int localPort(int fd)
 
 } // namespace
 
-LoopbackPeer::LoopbackPeer()
-    : m_listenFd(loopbackSocket(0, false))
-{
-    if (m_listenFd < 0 || ::listen(m_listenFd, 4) != 0)
-        throw std::runtime_error("cannot listen on loopback");
-    m_port = localPort(m_listenFd);
-}
-
-LoopbackPeer::LoopbackPeer(int port, int receiveBuffer)
-    : m_fd(loopbackSocket(port, true, receiveBuffer))
+RouterPeer::RouterPeer(int port, int receiveBuffer)
+    : m_fd(connectToLoopback(port, receiveBuffer))
     , m_port(m_fd >= 0 ? localPort(m_fd) : 0)
 {}
 
-LoopbackPeer::~LoopbackPeer()
+RouterPeer::~RouterPeer()
 {
     closeConnection();
-    if (m_listenFd >= 0)
-        ::close(m_listenFd);
 }
 
-bool LoopbackPeer::accept(int timeoutMs)
-{
-    if (m_listenFd >= 0 && waitReadable(m_listenFd, timeoutMs))
-        m_fd = ::accept4(m_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
-    return m_fd >= 0;
-}
-
-bool LoopbackPeer::readFrame(Message &message, int timeoutMs)
+std::optional<Message> RouterPeer::receive(int timeoutMs)
 {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     for (;;) {
+        Message message;
         const frame::DecodeResult result = frame::decode(m_buffer.data(), m_buffer.size(), message);
         if (result.status == frame::DecodeStatus::Complete) {
             m_buffer.erase(0, result.consumed);
-            return true;
+            return message;
         }
         // Whatever the kernel already holds is taken even with a time-out of 0.
         if (result.status == frame::DecodeStatus::Malformed ||
             !readMore(millisecondsLeft(deadline)))
-            return false;
+            return std::nullopt;
     }
 }
 
-bool LoopbackPeer::waitForClose(int timeoutMs)
+bool RouterPeer::waitForClose(int timeoutMs)
 {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     while (!m_ended && readMore(millisecondsLeft(deadline)))
@@ -113,7 +95,7 @@ bool LoopbackPeer::waitForClose(int timeoutMs)
     return m_ended;
 }
 
-bool LoopbackPeer::write(const std::string &bytes)
+bool RouterPeer::write(const std::string &bytes)
 {
     for (std::size_t written = 0; written < bytes.size();) {
         const ssize_t count =
@@ -127,20 +109,20 @@ bool LoopbackPeer::write(const std::string &bytes)
     return true;
 }
 
-bool LoopbackPeer::writeMessage(const Message &message)
+bool RouterPeer::writeMessage(const Message &message)
 {
     std::string bytes;
     return frame::encode(message, bytes) && write(bytes);
 }
 
-void LoopbackPeer::closeConnection()
+void RouterPeer::closeConnection()
 {
     if (m_fd >= 0)
         ::close(m_fd);
     m_fd = -1;
 }
 
-bool LoopbackPeer::readMore(int timeoutMs)
+bool RouterPeer::readMore(int timeoutMs)
 {
     if (m_fd < 0 || m_ended || !waitReadable(m_fd, timeoutMs))
         return false;
