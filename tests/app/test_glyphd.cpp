@@ -162,6 +162,12 @@ void TestGlyphd::startsAndEndsAsAService()
     if (ending == "router lost") {
         router.kill();
     } else if (ending == "exit") {
+        // A command the daemon does not know is refused, so that its sender does not wait.
+        const MsgPeerResult unknown = runMsgPeer(router.port(), {"glyphd", "ping"});
+        QVERIFY2(QRegularExpression("^NACK [0-9]+ glyphd \"CMD not supported\"\n$")
+                     .match(unknown.output)
+                     .hasMatch(),
+                 qPrintable(unknown.output));
         const MsgPeerResult exit = runMsgPeer(router.port(), {"glyphd", "exit"});
         QVERIFY2(exit.exitCode == 0 && exit.output.startsWith(QStringLiteral("ACK 2 glyphd")),
                  qPrintable(exit.output));
