@@ -16,8 +16,8 @@
 #include "libclient/messagehandlerclient.h"
 #include "platform/message/frame.h"
 #include "platform/messaging/messageeventhandler.h"
-#include "support/loopbackpeer.h"
 #include "support/procstatus.h"
+#include "support/routerpeer.h"
 #include "support/routerprocess.h"
 #include "tray/csystemtraydataitem.h"
 

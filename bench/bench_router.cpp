@@ -4,8 +4,8 @@
 // that parses frames.
 #include "benchframes.h"
 #include "framesocket.h"
-#include "support/loopbackpeer.h"
 #include "support/procstatus.h"
+#include "support/routerpeer.h"
 #include "support/routerprocess.h"
 
 #include <benchmark/benchmark.h>

@@ -1,4 +1,0 @@
-#pragma once
-
-// The benchmarks take makeMessage from here.
-#include "routerpeer.h"
