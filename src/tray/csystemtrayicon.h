@@ -74,11 +74,12 @@ public slots:
 protected:
     // Subclasses that paint their own picture (the battery gauge) draw on the current one.
     QPixmap &canvas() { return m_currentPixmap; }
-    // Hands one balloon to the tray; the one place where a balloon leaves this class.
-    virtual void presentMessage(const QString &title, const QString &text,
-                                QSystemTrayIcon::MessageIcon iconKind, int milliseconds);
 
 private:
+    // Hands one balloon to the tray; the one place where a balloon leaves this class.
+    void presentMessage(const QString &title, const QString &text,
+                        QSystemTrayIcon::MessageIcon iconKind, int milliseconds);
+
     struct PendingBalloon
     {
         QString title;
