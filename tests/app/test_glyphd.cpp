@@ -73,6 +73,8 @@ private slots:
     void initTestCase();
     void startsAndEndsAsAService_data();
     void startsAndEndsAsAService();
+    void startupFailures_data();
+    void startupFailures();
 
 private:
     PrivateDesktop m_desktop;
@@ -180,6 +182,33 @@ void TestGlyphd::startsAndEndsAsAService()
     }
     QCOMPARE(restartsAfterExit(m_glyphdUnit->value("Service/Restart").toString(), status),
              status != 0);
+}
+
+void TestGlyphd::startupFailures_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("reason"); // what the daemon prints before its fatal message
+    QTest::addColumn<QString>("fatal");
+    QTest::newRow("--host --port 5")
+        << QStringList{"--host", "--port", "5"} << "unknown option: '5'\n\n"
+        << "Could not parse commandline parameters.";
+    QTest::newRow("port taken as written")
+        << QStringList{"--port", "70000"} << "Can't connected 127.0.0.1 on port 70000\n"
+        << "Could not connect to clientmgr.";
+}
+
+// A start that cannot go on ends in a fatal message, which aborts; the manager then retries.
+void TestGlyphd::startupFailures()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, reason);
+    QFETCH(QString, fatal);
+    DaemonProcess glyphd(QStringLiteral("glyphd"), QStringList{"--no-daemon"} + options,
+                         m_desktop.environment());
+    QVERIFY(glyphd.started);
+    QCOMPARE(glyphd.exitStatus(), -1);
+    QVERIFY2(glyphd.standardError().contains(reason) && glyphd.standardError().contains(fatal),
+             qPrintable(glyphd.standardError()));
 }
 
 QTEST_GUILESS_MAIN(TestGlyphd)
